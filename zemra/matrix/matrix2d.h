@@ -1,0 +1,91 @@
+#pragma once
+
+#include <concepts>
+
+#include "zemra/matrix/matrix1d.h"
+#include "zemra/matrix/matrix_sparse.h"
+
+namespace ZEMRA::Vibration {
+
+/// Dense matrix stored as an array of row vectors: row-major, rows contiguous, and a row is
+/// exchanged by exchanging its vector.
+template <typename T>
+class Matrix2D : public Matrix {
+  public:
+    Matrix2D() = default;
+    /// nrows × ncols zeros.
+    Matrix2D(int nrows, int ncols) : rows_(nrows), nrows_(nrows), ncols_(ncols) {
+        for (int i = 0; i < nrows; ++i) rows_(i) = Matrix1D<T>(ncols);
+    }
+    /// Every element v.
+    Matrix2D(int nrows, int ncols, const T& v) : Matrix2D(nrows, ncols) {
+        for (int i = 0; i < nrows; ++i) std::fill_n(Row(i).Data(), ncols, v);
+    }
+    /// Element (i, j) is a[i·ncols + j].
+    Matrix2D(int nrows, int ncols, const T* a) : Matrix2D(nrows, ncols) {
+        for (int i = 0; i < nrows; ++i, a += ncols) std::copy_n(a, ncols, Row(i).Data());
+    }
+    /// Dense copy of a sparse matrix. Every element costs two linear searches.
+    explicit Matrix2D(const MatrixSparse2D<double>& s) requires std::same_as<T, double>
+        : Matrix2D(s.Size(0), s.Size(1)) {
+        for (int i = 0; i < nrows_; ++i)
+            for (int j = 0; j < ncols_; ++j) (*this)(i, j) = s(i, j);
+    }
+
+    Matrix2D(const Matrix2D&) = default;
+    Matrix2D(Matrix2D&& other) noexcept
+        : rows_(std::move(other.rows_)),
+          nrows_(std::exchange(other.nrows_, 0)),
+          ncols_(std::exchange(other.ncols_, 0)) {}
+    Matrix2D& operator=(const Matrix2D& other) {
+        if (this != &other) *this = Matrix2D(other);
+        return *this;
+    }
+    Matrix2D& operator=(Matrix2D&& other) noexcept {
+        rows_ = std::move(other.rows_);
+        std::swap(nrows_, other.nrows_);
+        std::swap(ncols_, other.ncols_);
+        return *this;
+    }
+
+    int Size(int dim) const override { return dim == 0 ? nrows_ : dim == 1 ? ncols_ : 0; }
+    Matrix2D* Copy() const override { return new Matrix2D(*this); }
+
+    T& operator()(int i, int j) { return rows_(i)(j); }
+    const T& operator()(int i, int j) const { return rows_(i)(j); }
+    Matrix1D<T>& Row(int i) { return rows_(i); }
+    const Matrix1D<T>& Row(int i) const { return rows_(i); }
+
+    Matrix1D<T> Column(int j) const {
+        Matrix1D<T> column(nrows_);
+        for (int i = 0; i < nrows_; ++i) column(i) = (*this)(i, j);
+        return column;
+    }
+
+    /// Transposes in place.
+    void Transpose() {
+        Matrix2D transposed(ncols_, nrows_);
+        for (int i = 0; i < nrows_; ++i)
+            for (int j = 0; j < ncols_; ++j) transposed(j, i) = (*this)(i, j);
+        *this = std::move(transposed);
+    }
+
+    /// Exchanges rows i and j.
+    void Piviot(int i, int j) { std::swap(Row(i), Row(j)); }
+
+    void DeleteRow(int i) {
+        --nrows_;
+        rows_.Delete(i);
+    }
+    void DeleteColumn(int j) {
+        for (int i = 0; i < nrows_; ++i) Row(i).Delete(j);
+        --ncols_;
+    }
+
+  private:
+    Matrix1D<Matrix1D<T>> rows_;
+    int nrows_ = 0;
+    int ncols_ = 0;
+};
+
+}  // namespace ZEMRA::Vibration
