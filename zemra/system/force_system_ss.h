@@ -1,0 +1,42 @@
+#pragma once
+
+#include "zemra/system/force_system.h"
+
+namespace ZEMRA::Vibration {
+
+/// The force model in plain state-space form, with a dense A. Every state is its own mode.
+class ForceSystemSS : public ForceSystem {
+  public:
+    ///   A (n × n), B (n × m), C (p × n), D (p × m)
+    ///   actuators  one per column of B, copied
+    ///
+    /// Throws Error "ABCD Matrix size error.\n  The number of rows and columns of ABCD must
+    /// match.\n   A: %d x %d\n   B: %d x %d\n   C: %d x %d\n   D: %d x %d " when they do not.
+    ForceSystemSS(double time, const Matrix2D<double>& A, const Matrix2D<double>& B,
+                  const Matrix2D<double>& C, const Matrix2D<double>& D,
+                  const Matrix1D<const Vibration::Actuator*>& actuators);
+    ForceSystemSS(const ForceSystemSS&) = default;
+
+    using System::FrequencyResponse;
+    const Matrix2D<double>& ABCDMatrix(char which) const override;
+    std::unique_ptr<System> Copy() const override {
+        return std::make_unique<ForceSystemSS>(*this);
+    }
+
+  protected:
+    /// Inverts j·w·I − A: about 4/3·n³ complex multiplications.
+    ///
+    /// Where the matrix is singular, w = 0 answers with the response at 1e-6 (a rigid body
+    /// then shows its large quasi-static response) or, failing that too, leaves H without a
+    /// word; at any other frequency the Error is printed and H is left as it is.
+    void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override;
+
+  private:
+    Matrix2D<double> A_;
+
+    Matrix2D<Complex> Response(double w, bool statesOnly) const;
+    int ModeNumberToColumn(int mode) const override { return mode; }
+    bool ComplexMode(int) const override { return false; }
+};
+
+}  // namespace ZEMRA::Vibration
