@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "examples/support/dump_reader.h"
+#include "zemra/zmapi.h"
+
+namespace {
+
+using Example::DumpedMatrix;
+using Example::DumpedModel;
+using Example::DumpReader;
+
+constexpr char kVariable[] = "ZEMRA_DUMP_VIBRATION_MODEL";
+
+// A file of its own for each test; the variable is unset again at the end.
+class ModelDump : public testing::Test {
+  protected:
+    ModelDump()
+        : file_(testing::TempDir() + "zemra_" +
+                testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt") {
+        std::filesystem::remove(file_);
+    }
+    ~ModelDump() override {
+        unsetenv(kVariable);
+        std::filesystem::remove(file_);
+    }
+
+    std::string file_;
+
+    void AskForDump() const { setenv(kVariable, file_.c_str(), 1); }
+
+    std::string Content() const {
+        std::ifstream in(file_);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+
+    std::vector<std::string> Lines() const {
+        std::istringstream in(Content());
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(in, line);) lines.push_back(line);
+        return lines;
+    }
+
+    void Write(const std::string& content) const { std::ofstream(file_) << content; }
+};
+
+// Values that lose bits, signs or their size in a careless text form.
+DumpedModel AwkwardModel() {
+    using Limits = std::numeric_limits<double>;
+    return {{2, 2, {1.0 / 3.0, -Limits::denorm_min(), 1e308, -0.0}},
+            {2,
+             3,
+             {0.1, Limits::max(), Limits::lowest(), Limits::min(), 1.0 + Limits::epsilon(),
+              0x0.fffffffffffffp-1022}},
+            {1, 2, {5e-324, 123456789.123456789}},
+            {1, 3, {-1.0, 0.0, 6.02214076e23}}};
+}
+
+ZmAPI_SystemSS Construct(const DumpedModel& m) {
+    const auto matrix = [](const DumpedMatrix& d) {
+        return ZmAPI_Matrix(d.rows, d.columns, d.values.data());
+    };
+    const ZmAPI_Actuator force('F', 1.0, 0.0);
+    const std::vector<const ZmAPI_Actuator*> forces(static_cast<std::size_t>(m.B.columns),
+                                                    &force);
+    return {0.0, matrix(m.A), matrix(m.B), matrix(m.C), matrix(m.D), forces.data()};
+}
+
+void ExpectSameBits(const DumpedMatrix& actual, const DumpedMatrix& expected) {
+    EXPECT_EQ(actual.rows, expected.rows);
+    EXPECT_EQ(actual.columns, expected.columns);
+    ASSERT_EQ(actual.values.size(), expected.values.size());
+    for (std::size_t k = 0; k < expected.values.size(); ++k)
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(actual.values[k]),
+                  std::bit_cast<std::uint64_t>(expected.values[k]))
+            << expected.values[k];
+}
+
+void ExpectSameBits(const DumpedModel& actual, const DumpedModel& expected) {
+    ExpectSameBits(actual.A, expected.A);
+    ExpectSameBits(actual.B, expected.B);
+    ExpectSameBits(actual.C, expected.C);
+    ExpectSameBits(actual.D, expected.D);
+}
+
+TEST_F(ModelDump, GivesBackTheBitsItWasWrittenFrom) {
+    AskForDump();
+    Construct(AwkwardModel());
+    ExpectSameBits(DumpReader(file_).Read(), AwkwardModel());
+}
+
+TEST_F(ModelDump, HasFiveHeaderLinesAMatrixAndALineAnElement) {
+    AskForDump();
+    Construct(
+        {{1, 1, {-2.0}}, {1, 2, {1.0, -0.5}}, {2, 1, {0.0, 0.125}}, {2, 2, {1, 2, 3, 4}}});
+    EXPECT_EQ(Content(), R"(AMATRIX:
+TYPE: DENSE
+  ROWSIZE: 1
+  COLUMNSIZE: 1
+  COLUMNORDER:
+    -2.00000000000000000E+00
+BMATRIX:
+TYPE: DENSE
+  ROWSIZE: 1
+  COLUMNSIZE: 2
+  COLUMNORDER:
+    1.00000000000000000E+00
+    -5.00000000000000000E-01
+CMATRIX:
+TYPE: DENSE
+  ROWSIZE: 2
+  COLUMNSIZE: 1
+  COLUMNORDER:
+    0.00000000000000000E+00
+    1.25000000000000000E-01
+DMATRIX:
+TYPE: DENSE
+  ROWSIZE: 2
+  COLUMNSIZE: 2
+  COLUMNORDER:
+    1.00000000000000000E+00
+    2.00000000000000000E+00
+    3.00000000000000000E+00
+    4.00000000000000000E+00
+)");
+}
+
+TEST_F(ModelDump, ReplacesAnOlderFile) {
+    AskForDump();
+    Construct(AwkwardModel());
+    Construct({{1, 1, {-2.0}}, {1, 1, {1.0}}, {1, 1, {1.0}}, {1, 1, {0.0}}});
+    EXPECT_EQ(Lines().size(), 4u * 6u);
+}
+
+// The matrices are written before they are looked at.
+TEST_F(ModelDump, IsWrittenOfARefusedModelToo) {
+    AskForDump();
+    const DumpedModel misfit{{1, 1, {-2.0}}, {2, 1, {1.0, 2.0}}, {1, 1, {1.0}}, {1, 1, {0.0}}};
+    ZmAPI::PushMessageHandler([](const char*, unsigned char, void*) {}, 0, nullptr);
+    const bool refused = Construct(misfit).Error();
+    ZmAPI::PopMessageHandler();
+    EXPECT_TRUE(refused);
+    ExpectSameBits(DumpReader(file_).Read(), misfit);
+}
+
+TEST_F(ModelDump, IsNotWrittenUnlessAFileIsNamed) {
+    Construct(AwkwardModel());
+    EXPECT_FALSE(std::filesystem::exists(file_));
+    setenv(kVariable, "", 1);
+    EXPECT_FALSE(Construct(AwkwardModel()).Error());
+}
+
+TEST_F(ModelDump, ThatCannotBeOpenedIsSilentlyLeftOut) {
+    setenv(kVariable, (file_ + "/no/such/folder").c_str(), 1);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Construct(AwkwardModel()).Error());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(ModelDump, IsReadWithAnyLineEnding) {
+    AskForDump();
+    Construct(AwkwardModel());
+    const std::vector<std::string> lines = Lines();
+    for (const std::string ending : {"\n", "\r\n", "\r"}) {
+        std::string content;
+        for (const std::string& line : lines) content += line + ending;
+        Write(content);
+        ExpectSameBits(DumpReader(file_).Read(), AwkwardModel());
+    }
+}
+
+// Cut after any of its lines, a dump is an error at the line that is missing.
+TEST_F(ModelDump, CutShortIsAnErrorWithFileAndLine) {
+    AskForDump();
+    Construct(AwkwardModel());
+    const std::vector<std::string> lines = Lines();
+    std::string content;
+    for (std::size_t kept = 0; kept < lines.size(); content += lines[kept++] + "\n") {
+        Write(content);
+        try {
+            DumpReader(file_).Read();
+            ADD_FAILURE() << "read after " << kept << " lines";
+        } catch (const Example::DumpError& error) {
+            const std::string start =
+                file_ + ":" + std::to_string(kept + 1) + ": the file ends";
+            EXPECT_TRUE(std::string(error.what()).starts_with(start)) << error.what();
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,35 @@
+#include "zemra/api/model_dump.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <locale>
+
+namespace {
+
+void WriteMatrix(std::ostream& out, char name, const ZmAPI_Matrix& m) {
+    out << name << "MATRIX:" << std::endl;
+    out << "TYPE: DENSE" << std::endl;
+    out << "  ROWSIZE: " << m.Size(0) << std::endl;
+    out << "  COLUMNSIZE: " << m.Size(1) << std::endl;
+    out << "  COLUMNORDER:" << std::endl;
+    for (int j = 0; j < m.Size(1); ++j)
+        for (int i = 0; i < m.Size(0); ++i) out << "    " << m.Value(i, j) << std::endl;
+}
+
+}  // namespace
+
+void DumpModel(const ZmAPI_Matrix& A, const ZmAPI_Matrix& B, const ZmAPI_Matrix& C,
+               const ZmAPI_Matrix& D) {
+    const char* const file = std::getenv("ZEMRA_DUMP_VIBRATION_MODEL");
+    if (!file || !*file) return;
+    std::ofstream out(file);
+    if (!out) return;
+    out.imbue(std::locale::classic());  // a host's locale must not change points or digits
+    out.setf(std::ios::scientific, std::ios::floatfield);
+    out.setf(std::ios::uppercase | std::ios::showpoint);
+    out.precision(17);
+    WriteMatrix(out, 'A', A);
+    WriteMatrix(out, 'B', B);
+    WriteMatrix(out, 'C', C);
+    WriteMatrix(out, 'D', D);
+}
