@@ -13,7 +13,7 @@ namespace ZEMRA::Vibration::tests {
 class CapturedMessages {
   public:
     CapturedMessages() {
-        const CapturedMessages* const self = this;
+        const void* const self = this;
         Message::PushHandler(&Collect, sizeof self, &self);
     }
     ~CapturedMessages() { Message::PopHandler(); }
@@ -27,9 +27,10 @@ class CapturedMessages {
     std::vector<std::pair<char, std::string>> messages_;
 
     static void Collect(const char* text, unsigned char type, void* data) {
-        CapturedMessages* self;
+        void* self;
         std::memcpy(&self, data, sizeof self);
-        self->messages_.emplace_back(static_cast<char>(type), text);
+        static_cast<CapturedMessages*>(self)->messages_.emplace_back(static_cast<char>(type),
+                                                                     text);
     }
 };
 

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <climits>
 #include <limits>
 #include <numbers>
 
@@ -80,20 +79,6 @@ TEST(Actuator, WithoutFunctionOrDataEvaluatesAllTheSame) {
     EXPECT_EQ(Actuator(Single(Echo, 0, &data)).Evaluate(3), Complex(3, 0));
 }
 
-TEST(Actuator, AnswersForEveryCrossSlotIndex) {
-    const Actuator set = Single(Echo, 0, nullptr);
-    const Actuator* const list[] = {&set, nullptr, &set};
-    const Actuator three('F', nullptr, 0, nullptr, true, 3, list);
-    for (const int slot : {INT_MIN, -1, 0, 1, 2, 3, INT_MAX}) {
-        const bool holds = slot == 0 || slot == 2;
-        EXPECT_EQ(three.HasCrossActuator(slot), holds || slot < 0) << slot;
-        EXPECT_EQ(three.CrossActuator(slot) != nullptr, holds) << slot;
-    }
-    EXPECT_FALSE(Actuator('F', Echo, 0, nullptr, true, 0, list).HasCrossActuator(-1));
-    EXPECT_FALSE(Actuator('F', Echo, 0, nullptr, true, -3, list).HasCrossActuator(-1));
-    EXPECT_FALSE(Actuator('F', Echo, 0, nullptr, true, 3, nullptr).HasCrossActuator(-1));
-}
-
 TEST(Actuator, MakesADensityOfTheComplexSquareOfAnAmplitude) {
     const double data = 0, pi = std::numbers::pi;
     const Actuator amplitude = Single(Echo, 8, &data), density = Single(Echo, 8, &data, true);
@@ -109,18 +94,6 @@ TEST(Actuator, MakesADensityOfTheComplexSquareOfAnAmplitude) {
     }
     EXPECT_EQ(amplitude.Evaluate(Matrix1D<double>()).Size(0), 0);
     EXPECT_EQ(amplitude.EvalPSD(Matrix1D<double>()).Size(0), 0);
-}
-
-TEST(BuiltInFunctions, AreAPhasorAndARotatingMass) {
-    const double phasor[] = {2, std::numbers::pi / 6};
-    const Complex rotated = Single(ssFunc, sizeof phasor, phasor).Evaluate(100);
-    EXPECT_LE(std::abs(rotated - Complex(std::sqrt(3), 1)), kRounding);
-    const auto atTen = [](const RotatingMass& mass) {
-        return Single(rmFunc, sizeof mass, &mass).Evaluate(10);
-    };
-    EXPECT_EQ(atTen({true, false, 2, 3, 0.5}), Complex(0, -600));
-    EXPECT_EQ(atTen({false, false, 2, 3, 0.5}), Complex(0, -300));
-    EXPECT_EQ(atTen({false, true, 2, 3, 0.5}), Complex(300, 0));
 }
 
 }  // namespace
