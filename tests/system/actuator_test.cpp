@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <climits>
 #include <limits>
 #include <numbers>
 
