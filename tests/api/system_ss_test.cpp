@@ -198,18 +198,23 @@ TEST(InterfaceSystem, LetsExceptionsOfTheHostThroughAndStaysAsItWas) {
     ExpectAnswers(system);
 }
 
+struct Block {
+    std::string* messages;
+};
+
 // Puts messages into the string that its data block points to.
 void Collect(const char* text, unsigned char type, void* data) {
-    **static_cast<std::string**>(data) += std::string(1, static_cast<char>(type)) + text;
+    *static_cast<Block*>(data)->messages += std::string(1, static_cast<char>(type)) + text;
 }
 
 TEST(PlainEntryPoints, PushAndPopHandlersWithDataOfTheirOwn) {
-    std::string collected, *data = &collected;
+    std::string collected;
+    Block data{&collected};
     EXPECT_EQ(ZmAPI_PopMessageHandler(), nullptr);
     EXPECT_EQ(ZmAPI_PushMessageHandler(Collect, sizeof data, &data), nullptr);
     EXPECT_EQ(ZmAPI_PushMessageHandler(Throw, 0, nullptr), Collect);
     EXPECT_EQ(ZmAPI_PopMessageHandler(), Throw);
-    data = nullptr;
+    data.messages = nullptr;
     kFreq.Value(2);
     EXPECT_EQ(collected, "eZmAPI_Matrix::Value(const int row): Row out of range.\n");
     EXPECT_EQ(ZmAPI_PopMessageHandler(), Collect);
