@@ -9,3 +9,4 @@
 #include "zemra/api/zmapi_matrix.h"
 #include "zemra/api/zmapi_system_ss.h"
 #include "zemra/message/message.h"
+#include "zemra/toolbox/zmapi_toolbox.h"
