@@ -23,6 +23,14 @@ class ZM_API ZmAPI {
     /// no handler, messages go to standard output and standard error.
     static MessageHandler PopMessageHandler();
 
+    /// What the library is, for a host's about box: texts of the library, the same pointer at
+    /// every call. "    Version:    2006.0.0" and "Patch Version:      None", each 24
+    /// characters with the blanks that align them; and a notice of five lines framed by
+    /// asterisks.
+    static const char* GetVersionString();
+    static const char* GetPatchString();
+    static const char* GetCopyrightString();
+
   protected:
     ZmAPI();
 };

@@ -22,6 +22,15 @@ ZM_API ZmAPI_MessageHandler ZmAPI_PushMessageHandler(ZmAPI_MessageHandler handle
 /** Removes the top handler, frees its block and returns it; null on an empty stack. */
 ZM_API ZmAPI_MessageHandler ZmAPI_PopMessageHandler(void);
 
+/** The release identifier, "2014.0.0-CL289716": a text of the library. */
+ZM_API const char* vibration_build_version(void);
+
+/** Writes to standard output how the library was built and returns the release identifier: a
+    line break, one line each for the operating system, the date, the release and the options
+    of each language's compiler, each after a line break, and a final line break. The lines
+    begin with the mark by which the tool what(1) finds them in a binary. */
+ZM_API const char* vibration_version(void);
+
 #ifdef __cplusplus
 }
 #endif
