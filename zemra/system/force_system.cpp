@@ -1,6 +1,7 @@
 #include "zemra/system/force_system.h"
 
 #include "zemra/matrix/products.h"
+#include "zemra/system/abcd.h"
 
 namespace ZEMRA::Vibration {
 namespace {
@@ -37,6 +38,26 @@ const Matrix3D<Complex>& ForceSystem::MCT(const Matrix1D<double>& w, bool withAc
     if (withActuators) ScaleColumns(coordinates, u);
     StoreMCT(std::move(coordinates), withActuators);
     return mctCache_;
+}
+
+Matrix2D<Complex> ForceSystem::OutputsOf(const Matrix2D<Complex>& X) const {
+    Matrix2D<Complex> H = C_ * X;
+    for (int i = 0; i < H.Size(0); ++i)
+        for (int j = 0; j < H.Size(1); ++j) H(i, j) += D_(i, j);
+    return H;
+}
+
+const Matrix2D<double>& ForceSystem::BCDMatrix(char which) const {
+    switch (which) {
+        case 'B':
+            return B_;
+        case 'C':
+            return C_;
+        case 'D':
+            return D_;
+        default:
+            throw BadMatrixLetter(which);
+    }
 }
 
 Matrix2D<Complex> ForceSystem::SolveAt(double w) {

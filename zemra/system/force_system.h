@@ -42,6 +42,12 @@ class ForceSystem : public System {
     /// solution cannot be found.
     virtual void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) = 0;
 
+    /// C·X + D (p × m), the outputs that go with the states X (n × m) per unit input.
+    Matrix2D<Complex> OutputsOf(const Matrix2D<Complex>& X) const;
+
+    /// The matrix 'B', 'C' or 'D'; throws BadMatrixLetter for another letter.
+    const Matrix2D<double>& BCDMatrix(char which) const;
+
     /// The state response per unit input, [frequency][state][input].
     const Matrix3D<Complex>& MPT(const Matrix1D<double>& w);
 

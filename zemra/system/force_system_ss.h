@@ -10,8 +10,7 @@ class ForceSystemSS : public ForceSystem {
     ///   A (n × n), B (n × m), C (p × n), D (p × m)
     ///   actuators  one per column of B, copied
     ///
-    /// Throws Error "ABCD Matrix size error.\n  The number of rows and columns of ABCD must
-    /// match.\n   A: %d x %d\n   B: %d x %d\n   C: %d x %d\n   D: %d x %d " when they do not.
+    /// Throws the Error of CheckABCDSizes.
     ForceSystemSS(double time, const Matrix2D<double>& A, const Matrix2D<double>& B,
                   const Matrix2D<double>& C, const Matrix2D<double>& D,
                   const Matrix1D<const Vibration::Actuator*>& actuators);
