@@ -1,0 +1,84 @@
+#pragma once
+
+#include <vector>
+
+#include "zemra/eigen/eigen_problem.h"
+#include "zemra/system/force_system.h"
+
+namespace ZEMRA::Vibration {
+
+/// The force model in modal coordinates: its A is block-diagonal, B and C are expressed in the
+/// same coordinates (see Canon). One mode is one real eigenvalue or one conjugate pair.
+///
+/// The rows of A (n × n), from the top:
+///   real mode at row i       A(i, i) = a, A(i + 1, i) = 0
+///   pair a ± jb at i, i + 1  (a, b; −b, a), of which the first column is read
+///   chain member             its row or rows follow its predecessor's, coupled by ones in the
+///                            predecessor's rows and the member's columns, as in a Jordan block
+///
+/// (j·w·I − A)⁻¹ is known block by block: a frequency costs O(n) for the band of the inverse,
+/// O(n·m) for the states and O(p·n·m) for the outputs. The band is exact but for chains of
+/// more than two members, which get the coupling to the immediate predecessor only.
+class ForceSystemMS : public ForceSystem {
+  public:
+    ///   A (n × n), B (n × m), C (p × n), D (p × m)
+    ///   actuators  one per column of B, copied
+    ///   eigen      the problem that the modes came from, copied. When it holds n eigenvalues
+    ///              its Defective(i) are the chain links; otherwise (a selection of modes) row
+    ///              i is linked to row i − 1 where both are real modes and A(i − 1, i) ≠ 0.
+    ///
+    /// Throws the Error of CheckABCDSizes.
+    ForceSystemMS(double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
+                  const Matrix2D<double>& C, const Matrix2D<double>& D,
+                  const Matrix1D<const Vibration::Actuator*>& actuators,
+                  const EigenProblem& eigen);
+    /// A copy drops the scratch of the last frequency and the dense A.
+    ForceSystemMS(const ForceSystemMS& other);
+
+    using System::FrequencyResponse;
+    const Matrix2D<double>& ABCDMatrix(char which) const override;
+    std::unique_ptr<System> Copy() const override {
+        return std::make_unique<ForceSystemMS>(*this);
+    }
+
+    const MatrixSparse2D<double>& AMatrix() const { return A_; }
+    const EigenProblem& Eigen() const { return eigen_; }
+
+  protected:
+    /// Without actuators and eigen problem: the chains are those that A itself couples.
+    ForceSystemMS(double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
+                  const Matrix2D<double>& C, const Matrix2D<double>& D);
+
+    /// At w = 0 a real mode at exactly 0 (a rigid body) answers with 1e30 and the coupling of
+    /// its chain with 1e99 in place of a division by zero. An undamped pair excited at its own
+    /// frequency is not guarded: its response is infinite or not a number.
+    void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override;
+
+  private:
+    /// A mode as the band needs it: a real eigenvalue a, or a ± jb where b ≠ 0.
+    struct Mode {
+        int row;
+        double a;
+        double b;
+        int predecessor;  // row of the previous member of its chain, or its own
+    };
+
+    EigenProblem eigen_;
+    MatrixSparse2D<double> A_;
+    mutable Matrix2D<double> denseA_;  // made when first asked for
+    std::vector<Mode> modes_;          // in the order of their rows
+    std::vector<char> pairs_;          // per column: whether a pair begins there
+    int stride_ = 3;
+    // Row r of (j·w·I − A)⁻¹ from column r − 1 on: stride_ entries, all others are zero.
+    std::vector<Complex> band_;
+
+    void ReadModes();
+    int Predecessor(int row, bool pair) const;
+    int ModeNumberToColumn(int mode) const override;
+    bool ComplexMode(int column) const override;
+    void SetSIA_inv(double w);
+    void SetSIAB(Matrix2D<Complex>& H) const;
+    Complex& Band(int row, int column);
+};
+
+}  // namespace ZEMRA::Vibration
