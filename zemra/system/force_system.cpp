@@ -4,16 +4,6 @@
 #include "zemra/system/abcd.h"
 
 namespace ZEMRA::Vibration {
-namespace {
-
-Matrix2D<Complex> ConjugateTranspose(const Matrix2D<Complex>& H) {
-    Matrix2D<Complex> result(H.Size(1), H.Size(0));
-    for (int i = 0; i < H.Size(0); ++i)
-        for (int j = 0; j < H.Size(1); ++j) result(j, i) = std::conj(H(i, j));
-    return result;
-}
-
-}  // namespace
 
 Matrix3D<Complex> ForceSystem::Sweep(const Matrix1D<double>& w, int nrows, bool statesOnly) {
     Matrix3D<Complex> result(w.Size(0), nrows, B_.Size(1));
@@ -36,7 +26,7 @@ const Matrix3D<Complex>& ForceSystem::MCT(const Matrix1D<double>& w, bool withAc
     const Matrix2D<Complex> u = withActuators ? Amplitudes(w) : Matrix2D<Complex>();
     Matrix3D<Complex> coordinates = MPT(w);
     if (withActuators) ScaleColumns(coordinates, u);
-    StoreMCT(std::move(coordinates), withActuators);
+    StoreMCT(std::move(coordinates), w, withActuators);
     return mctCache_;
 }
 
@@ -64,21 +54,6 @@ Matrix2D<Complex> ForceSystem::SolveAt(double w) {
     Matrix2D<Complex> H(C_.Size(0), B_.Size(1));
     FrequencyResponse(w, H, false);
     return H;
-}
-
-const Matrix2D<Complex>& ForceSystem::PSD(double w, double dw) {
-    if (HasPSD(w)) return psdCache_;
-    int k = 0;
-    const Matrix2D<Complex> H = findFrequency(w, k) ? tfCache_.Slot(k) : SolveAt(w);
-    const Matrix2D<Complex> S = InputDensity(w, dw);
-    return StorePSD(H * S * ConjugateTranspose(H), w);
-}
-
-Complex ForceSystem::PSD(int output, double w, double dw) {
-    int k = 0;
-    const Matrix1D<Complex> h =
-        findFrequency(w, k) ? tfCache_.Slot(k).Row(output) : SolveAt(w).Row(output);
-    return OutputDensity(h, w, dw);
 }
 
 }  // namespace ZEMRA::Vibration

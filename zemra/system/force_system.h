@@ -6,6 +6,9 @@ namespace ZEMRA::Vibration {
 
 /// A model whose inputs are forces. The concrete models hold A and solve one frequency.
 class ForceSystem : public System {
+    // Converts the responses of its force models, and their shares in participation.
+    friend class KinematicSystem;
+
   public:
     ///   B (states × inputs), C (outputs × states), D (outputs × inputs)
     ///   actuators  one per column of B, copied
@@ -16,8 +19,6 @@ class ForceSystem : public System {
 
     using System::FrequencyResponse;
     const Matrix3D<Complex>& TransferFunction(const Matrix1D<double>& w) override;
-    Complex PSD(int output, double w, double dw) override;
-    const Matrix2D<Complex>& PSD(double w, double dw) override;
     const Matrix3D<Complex>& MCT(const Matrix1D<double>& w, bool withActuators) override;
 
     /// The factor of mode q (column c) for output o, input i and frequency k is
@@ -57,6 +58,9 @@ class ForceSystem : public System {
                                                 const Matrix2D<Complex>& U, int input,
                                                 int output, int mode, int nFrequencies,
                                                 bool project);
+    const Matrix1D<Complex>& MPFCalc(const Matrix3D<Complex>& X, const Matrix1D<Complex>& u,
+                                     int input, int output, int mode, int frequency,
+                                     bool project);  // along the negative index, if any
     const Matrix1D<Complex>& MPFbyInputCalc(const Matrix3D<Complex>& X,
                                             const Matrix1D<Complex>& u, int output, int mode,
                                             int frequency, bool project);
@@ -81,7 +85,7 @@ class ForceSystem : public System {
     virtual bool ComplexMode(int column) const = 0;
 
     Matrix3D<Complex> Sweep(const Matrix1D<double>& w, int nrows, bool statesOnly);
-    Matrix2D<Complex> SolveAt(double w);
+    Matrix2D<Complex> SolveAt(double w) override;
 
     Complex Feedthrough(int output, const Matrix1D<Complex>& u) const;
     Complex Participation(const Matrix2D<Complex>& X, Complex feedthrough, int input,

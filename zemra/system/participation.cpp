@@ -26,7 +26,12 @@ const Matrix1D<Complex>& ForceSystem::MPF(int input, int output, int frequency, 
         return MPFbyFrequencyCalc(MPT(w), U, input, output, mode, w.Size(0), project);
     }
     const Matrix1D<Complex> u = Amplitudes(w(frequency));
-    const Matrix3D<Complex>& X = MPT(w);
+    return MPFCalc(MPT(w), u, input, output, mode, frequency, project);
+}
+
+const Matrix1D<Complex>& ForceSystem::MPFCalc(const Matrix3D<Complex>& X,
+                                              const Matrix1D<Complex>& u, int input, int output,
+                                              int mode, int frequency, bool project) {
     if (input < 0) return MPFbyInputCalc(X, u, output, mode, frequency, project);
     if (output < 0) return MPFbyOutputCalc(X, u, input, mode, frequency, project);
     if (mode < 0) return MPFbyModeCalc(X, u, input, output, frequency, project);

@@ -1,8 +1,19 @@
 #include "zemra/system/system.h"
 
 #include "zemra/matrix/kernels.h"
+#include "zemra/matrix/products.h"
 
 namespace ZEMRA::Vibration {
+namespace {
+
+Matrix2D<Complex> ConjugateTranspose(const Matrix2D<Complex>& H) {
+    Matrix2D<Complex> result(H.Size(1), H.Size(0));
+    for (int i = 0; i < H.Size(0); ++i)
+        for (int j = 0; j < H.Size(1); ++j) result(j, i) = std::conj(H(i, j));
+    return result;
+}
+
+}  // namespace
 
 System::System(double time, const Matrix1D<const Vibration::Actuator*>& actuators)
     : actuators_(actuators.Size(0)), time_(time) {
@@ -65,6 +76,12 @@ void System::ScaleColumns(Matrix3D<Complex>& values, const Matrix2D<Complex>& u)
                 values(k, i, j) = Product(values(k, i, j), u(k, j));
 }
 
+Matrix2D<Complex> System::ResponseAt(double w) {
+    int k = 0;
+    return findFrequency(w, k) ? tfCache_.Slot(k) : SolveAt(w);
+}
+
+// The inputs' spectral matrix S (inputs × inputs) at w.
 Matrix2D<Complex> System::InputDensity(double w, double dw) const {
     const int n = Inputs();
     Matrix2D<Complex> S(n, n);
@@ -76,7 +93,20 @@ Matrix2D<Complex> System::InputDensity(double w, double dw) const {
     return S;
 }
 
-Complex System::OutputDensity(const Matrix1D<Complex>& h, double w, double dw) const {
+const Matrix2D<Complex>& System::PSD(double w, double dw) {
+    if (psdComputed_ && w == psdFrequency_) return psdCache_;
+    const Matrix2D<Complex> H = ResponseAt(w);
+    const Matrix2D<Complex> S = InputDensity(w, dw);
+    psdCache_ = H * S * ConjugateTranspose(H);
+    psdFrequency_ = w;
+    psdComputed_ = true;
+    return psdCache_;
+}
+
+Complex System::PSD(int output, double w, double dw) {
+    int k = 0;
+    const Matrix1D<Complex> h =
+        findFrequency(w, k) ? tfCache_.Slot(k).Row(output) : SolveAt(w).Row(output);
     Complex result = 0.0;
     for (int j = 0; j < h.Size(0); ++j) {
         Complex a = 0.0;
@@ -103,20 +133,15 @@ void System::StoreMPT(Matrix3D<Complex>&& values, const Matrix1D<double>& w) {
     mptCache_ = std::move(values);
     mptFrequencies_ = std::move(frequencies);
     mptComputed_ = true;
-    ++mptVersion_;
 }
 
-void System::StoreMCT(Matrix3D<Complex>&& values, bool withActuators) {
+void System::StoreMCT(Matrix3D<Complex>&& values, const Matrix1D<double>& w,
+                      bool withActuators) {
+    Matrix1D<double> frequencies = w;  // the last step that can fail
     mctCache_ = std::move(values);
+    mctFrequencies_ = std::move(frequencies);
     mctWithActuators_ = withActuators;
-    mctMptVersion_ = mptVersion_;
-}
-
-const Matrix2D<Complex>& System::StorePSD(Matrix2D<Complex>&& values, double w) {
-    psdCache_ = std::move(values);
-    psdFrequency_ = w;
-    psdComputed_ = true;
-    return psdCache_;
+    mctComputed_ = true;
 }
 
 }  // namespace ZEMRA::Vibration

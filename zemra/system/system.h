@@ -24,12 +24,12 @@ class System {
     /// H(w): [frequency][output][input].
     virtual const Matrix3D<Complex>& TransferFunction(const Matrix1D<double>& w) = 0;
     /// Element [output][output] of PSD(w, dw), without forming that matrix. Not cached.
-    virtual Complex PSD(int output, double w, double dw) = 0;
+    Complex PSD(int output, double w, double dw);
     /// The output spectral matrix H·S·Hᴴ [output][output] at w, S being the inputs' spectral
     /// densities for a band of width dw: the actuators' on the diagonal, the cross actuator
     /// in slot m of actuator j added at [m][j]. A repeated w answers from the cache, whatever
     /// dw is.
-    virtual const Matrix2D<Complex>& PSD(double w, double dw) = 0;
+    const Matrix2D<Complex>& PSD(double w, double dw);
     /// Modal coordinates: the state response [frequency][state][input], times the actuators'
     /// amplitudes when withActuators is true, else per unit input.
     virtual const Matrix3D<Complex>& MCT(const Matrix1D<double>& w, bool withActuators) = 0;
@@ -71,10 +71,8 @@ class System {
     Matrix2D<Complex> Amplitudes(const Matrix1D<double>& w) const;
     /// The actuators' amplitudes at one frequency.
     Matrix1D<Complex> Amplitudes(double w) const;
-    /// The inputs' spectral matrix S (inputs × inputs) at w.
-    Matrix2D<Complex> InputDensity(double w, double dw) const;
-    /// Σ over input j of conj(h_j)·(S·h)_j, the output density of one row h of H.
-    Complex OutputDensity(const Matrix1D<Complex>& h, double w, double dw) const;
+    /// H(w) (outputs × inputs), of the last transfer function when it holds w, else solved.
+    Matrix2D<Complex> ResponseAt(double w);
 
     /// Multiplies element (k, i, j) by u(k, j).
     static void ScaleColumns(Matrix3D<Complex>& values, const Matrix2D<Complex>& u);
@@ -82,8 +80,7 @@ class System {
     /// Store a complete result together with what it was computed for, or nothing at all.
     void StoreTransferFunction(Matrix3D<Complex>&& values, const Matrix1D<double>& w);
     void StoreMPT(Matrix3D<Complex>&& values, const Matrix1D<double>& w);
-    void StoreMCT(Matrix3D<Complex>&& values, bool withActuators);
-    const Matrix2D<Complex>& StorePSD(Matrix2D<Complex>&& values, double w);
+    void StoreMCT(Matrix3D<Complex>&& values, const Matrix1D<double>& w, bool withActuators);
 
     // Whether a cache already holds the answer.
     bool HasTransferFunction(const Matrix1D<double>& w) const {
@@ -93,9 +90,8 @@ class System {
         return mptComputed_ && w == mptFrequencies_;
     }
     bool HasMCT(const Matrix1D<double>& w, bool withActuators) const {
-        return mctMptVersion_ == mptVersion_ && withActuators == mctWithActuators_ && HasMPT(w);
+        return mctComputed_ && withActuators == mctWithActuators_ && w == mctFrequencies_;
     }
-    bool HasPSD(double w) const { return psdComputed_ && w == psdFrequency_; }
 
     // Caches start as one zero; the flags say that nothing has been computed yet, so that no
     // frequency, whatever its value, hits an initial cache.
@@ -106,19 +102,25 @@ class System {
     Matrix1D<Complex> mpfCache_{1};
     Matrix2D<Complex> psdCache_{1, 1};
     std::int64_t tfVersion_ = 1;
-    std::int64_t mptVersion_ = 1;
     std::int64_t frTfVersion_ = 0;
-    std::int64_t mctMptVersion_ = 0;
     bool mctWithActuators_ = false;
     bool tfComputed_ = false;
     bool mptComputed_ = false;
+    bool mctComputed_ = false;
     bool psdComputed_ = false;
     double psdFrequency_ = -1.0;
     int cursor_ = -99;
     Matrix1D<double> tfFrequencies_;
     Matrix1D<double> mptFrequencies_;
+    Matrix1D<double> mctFrequencies_;
     Matrix1D<Vibration::Actuator> actuators_;
     double time_;
+
+  private:
+    /// Solves one frequency: H(w) (outputs × inputs), no cache changed.
+    virtual Matrix2D<Complex> SolveAt(double w) = 0;
+
+    Matrix2D<Complex> InputDensity(double w, double dw) const;
 };
 
 }  // namespace ZEMRA::Vibration
