@@ -1,0 +1,22 @@
+#pragma once
+
+#include "zemra/eigen/balance.h"
+
+namespace ZEMRA::Vibration {
+
+/// Reduces a real matrix A to upper Hessenberg form H = Z⁻¹·A·Z by stabilised elementary
+/// similarity transformations.
+///
+///   a      A on entry, H on return, with exact zeros below the subdiagonal
+///   block  the rows and columns to reduce
+///   z      receives Z; may be null
+///
+/// A column whose pivot is at most 1e-18 in magnitude is left as it is, so that noise of that
+/// size is not eliminated by dividing by noise. Elementary transformations cost half of what
+/// orthogonal ones do, but their elements may grow: the residual of an eigenpair is relative to
+/// the largest of the intermediate matrices, not to A.
+/// Cost: about 5/6·n³ multiplications, half as many again for Z.
+/// Martin & Wilkinson, Numer. Math. 12 (1968) 349–368 (ELMHES and ELTRAN).
+void ReduceToHessenberg(FlatMatrix<double> a, CoupledBlock block, FlatMatrix<double> z);
+
+}  // namespace ZEMRA::Vibration
