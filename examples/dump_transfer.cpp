@@ -17,8 +17,6 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
-#include <numbers>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -27,6 +25,8 @@
 
 #include "examples/support/csv_writer.h"
 #include "examples/support/dump_reader.h"
+#include "examples/support/frequencies.h"
+#include "examples/support/message_log.h"
 #include "zemra/zmapi.h"
 
 namespace {
@@ -65,46 +65,17 @@ T ParseNumber(const std::string& name, std::string_view text) {
     return value;
 }
 
-double Angular(double hertz) { return 2.0 * std::numbers::pi * hertz; }
-
 Sweep ParseSweep(const char* lowest, const char* highest, const char* points) {
     const Sweep sweep{ParseNumber<double>("MIN_HZ", lowest),
                       ParseNumber<double>("MAX_HZ", highest),
                       ParseNumber<int>("POINTS", points)};
     if (!(sweep.lowest > 0.0)) throw BadInput("MIN_HZ must be positive");
-    if (!std::isfinite(Angular(sweep.highest))) throw BadInput("MAX_HZ is out of range");
+    if (!std::isfinite(Example::Angular(sweep.highest)))
+        throw BadInput("MAX_HZ is out of range");
     if (sweep.points < 1) throw BadInput("POINTS must be at least 1");
     if (!(sweep.lowest <= sweep.highest)) throw BadInput("MAX_HZ must not be below MIN_HZ");
     return sweep;
 }
-
-// ---- The library's messages ----------------------------------------------------------------
-
-// Prints the library's messages to standard error, each on one line, and counts its errors.
-class MessageLog {
-  public:
-    // The library keeps a copy of what is pushed with the handler: here the counter's address.
-    MessageLog() {
-        int* const counter = &errors_;
-        ZmAPI::PushMessageHandler(Print, sizeof counter, &counter);
-    }
-    MessageLog(const MessageLog&) = delete;
-    MessageLog& operator=(const MessageLog&) = delete;
-    ~MessageLog() { ZmAPI::PopMessageHandler(); }
-
-    int Errors() const { return errors_; }
-
-  private:
-    int errors_ = 0;
-
-    static void Print(const char* text, unsigned char type, void* data) {
-        std::istringstream words(text);
-        std::string line = "dump_transfer:";
-        for (std::string word; words >> word;) line += " " + word;
-        std::fprintf(stderr, "%s\n", line.c_str());
-        if (type == 'e') ++**static_cast<int**>(data);
-    }
-};
 
 // ---- The model -----------------------------------------------------------------------------
 
@@ -147,13 +118,12 @@ std::vector<std::string> ColumnNames(const ZmAPI_SystemSS& model) {
 
 // One frequency a call: the memory it takes does not grow with the sweep, and the rows before
 // a failure are good.
-int WriteTransferFunctions(ZmAPI_SystemSS& model, const Sweep& sweep, const MessageLog& log,
-                           std::ostream& out) {
+int WriteTransferFunctions(ZmAPI_SystemSS& model, const Sweep& sweep,
+                           const Example::MessageLog& log, std::ostream& out) {
     Example::CsvWriter csv(out, ColumnNames(model));
     for (int k = 0; k < sweep.points && out; ++k) {
         const double f = sweep.Frequency(k);
-        const double w = Angular(f);
-        const ZmAPI_Matrix H = model.TransferFunction(ZmAPI_Matrix(1, &w));
+        const ZmAPI_Matrix H = model.TransferFunction(Example::AngularVector({f}));
         if (log.Errors() > 0) return kFailure;
         std::vector<double> row{f};
         for (int i = 0; i < model.Outputs(); ++i) {
@@ -176,7 +146,7 @@ int Run(const std::vector<const char*>& arguments) {
     const Sweep sweep = ParseSweep(arguments[1], arguments[2], arguments[3]);
     const Example::DumpedModel dump = ReadDump(arguments[0]);
 
-    MessageLog log;
+    const Example::MessageLog log("dump_transfer");
     ZmAPI_SystemSS model = MakeModel(dump);
     if (model.Error()) return kFailure;
 
