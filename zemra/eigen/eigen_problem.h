@@ -1,12 +1,9 @@
 #pragma once
 
+#include "zemra/eigen/chains.h"
 #include "zemra/matrix/matrix2d.h"
 
 namespace ZEMRA::Vibration {
-
-/// The last member of the chain that begins at i: starting from last = i, every later j whose
-/// link D(j) is last becomes last. i itself when nothing links to it.
-int FindEndOfDefectiveChain(int i, const Matrix1D<int>& D);
 
 /// A standard problem A·x = λ·x or a generalized problem A·x = λ·B·x of dense real matrices,
 /// and its solution after Solve.
@@ -45,6 +42,8 @@ class EigenProblem {
     int Eigenvalues() const { return nComputed_; }
     /// The same when their vectors are held, else 0.
     int Eigenvectors() const { return hasVectors_ ? nComputed_ : 0; }
+    /// Whether the last Solve computed vectors, be it none of none.
+    bool HasVectors() const { return hasVectors_; }
 
     /// Eigenvalue indx, in the unit of A (rad/s for a model). Throws Error
     /// "ZEMRA::Vibration::EigenProblem::Eigenvalue(const int indx): Range error.".
@@ -87,6 +86,10 @@ class EigenProblem {
     Matrix2D<double> V_;
     mutable Matrix2D<double> Zinv_;
     Matrix1D<std::complex<double>> E_;
+
+    bool Holds(int i) const { return i >= 0 && i < nComputed_; }
+    void RequireVectors() const;
+    Matrix1D<std::complex<double>> ComplexVector(int which) const;
 };
 
 }  // namespace ZEMRA::Vibration
