@@ -46,6 +46,31 @@ inline Model Rotor() {
     return SecondOrder("Rotor", masses.asDiagonal(), gyroscopic, springs.asDiagonal(), F, P);
 }
 
+/// A platform that nothing holds (0) and on it, through k = 800 and c = 4, a mass of 2 (1).
+inline Model MassOnPlatform(double platformMass) {
+    const Eigen::Matrix2d M = Eigen::Vector2d(platformMass, 2).asDiagonal(),
+                          K = Eigen::Matrix2d{{800, -800}, {-800, 800}},
+                          I = Eigen::Matrix2d::Identity();
+    return SecondOrder("MassOnPlatform", M, K / 200, K, I, I);
+}
+
+/// The half-car with its tyres, which damp a little here, on two platforms that nothing holds.
+/// Coordinates and inputs: heave, pitch, the wheels and the platforms, front and rear.
+inline Model CarOnPlatforms(double platformMass) {
+    const Eigen::MatrixXd car = HalfCar().A, I = Eigen::MatrixXd::Identity(6, 6);
+    const Eigen::RowVectorXd masses{{420, 1100, 53, 76, platformMass, platformMass}};
+    Eigen::MatrixXd K = Eigen::MatrixXd::Zero(6, 6), R = K;
+    K.topLeftCorner(4, 4) = -(masses.head(4).asDiagonal() * car.bottomLeftCorner(4, 4));
+    R.topLeftCorner(4, 4) = -(masses.head(4).asDiagonal() * car.bottomRightCorner(4, 4));
+    for (const int wheel : {2, 3}) {
+        K(wheel, wheel) -= 200000;  // the ground's
+        const Eigen::RowVectorXd tyre = I.row(wheel) - I.row(wheel + 2);
+        K += 200000 * tyre.transpose() * tyre;
+        R += 50 * tyre.transpose() * tyre;
+    }
+    return SecondOrder("CarOnPlatforms", masses.asDiagonal(), R, K, I, I);
+}
+
 /// The model with the outputs (x, second half of ẋ): in second-order form the displacements,
 /// velocities and accelerations of all coordinates.
 inline Model WithMotions(Model model) {

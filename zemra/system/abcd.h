@@ -12,6 +12,9 @@ namespace ZEMRA::Vibration {
 /// B n × m, C p × n and D p × m. Dense and sparse matrices alike.
 void CheckABCDSizes(const Matrix& A, const Matrix& B, const Matrix& C, const Matrix& D);
 
+/// That size Error for A of n × n, to be thrown.
+Error ABCDSizeError(int n, const Matrix& B, const Matrix& C, const Matrix& D);
+
 /// The Error "Invalid matrix option [%c] must be A, B, C, or D.", to be thrown.
 Error BadMatrixLetter(char which);
 

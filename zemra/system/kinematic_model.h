@@ -1,9 +1,14 @@
 #pragma once
 
+#include <vector>
+
 #include "zemra/matrix/matrix2d.h"
 #include "zemra/system/actuator.h"
 
 namespace ZEMRA::Vibration {
+
+/// The inputs whose actuator prescribes a motion (is not 'F'), in actuator order.
+std::vector<int> KinematicInputs(const Matrix1D<const Actuator*>& actuators);
 
 /// Splits B, C and D of a model with prescribed motions. Of its n states and m inputs, the k
 /// inputs whose actuator is not a force ('F') prescribe a motion; the model's last k outputs

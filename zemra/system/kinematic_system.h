@@ -51,7 +51,7 @@ class KinematicSystem : public System {
                     std::unique_ptr<ForceSystem> model, std::unique_ptr<ForceSystem> modelH);
     KinematicSystem(const KinematicSystem& other);
 
-    const ForceSystem& Model() const { return *model_; }
+    const ForceSystem& ForceModel() const { return *model_; }
 
     /// The forces at all inputs that give the actuators' amplitudes u at w: of a force its
     /// amplitude, of the motions G⁻¹ times theirs.
@@ -65,9 +65,9 @@ class KinematicSystem : public System {
     std::unique_ptr<ForceSystem> modelH_;
     std::vector<int> kinematic_;  // the inputs that prescribe a motion, in order
 
+    int Input(int motion) const { return kinematic_[static_cast<std::size_t>(motion)]; }
     Matrix2D<Complex> SolveAt(double w) override;
     Matrix3D<Complex> UnitMotionForces(const Matrix1D<double>& w);
-    Matrix2D<Complex> UnitMotionForces(double w);
     void FromForceToKinematic(const Matrix2D<Complex>& Ginv, Matrix2D<Complex>& H) const;
     Matrix3D<Complex> FromForceToKinematic(const Matrix3D<Complex>& Ginv,
                                            const Matrix3D<Complex>& T) const;
