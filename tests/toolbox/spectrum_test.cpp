@@ -1,0 +1,343 @@
+#include "zemra/toolbox/spectrum.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "tests/support/error_text.h"
+#include "zemra/toolbox/window.h"
+
+namespace ZEMRA::Vibration::tests {
+namespace {
+
+using Window = ZmAPI_ToolBox::eWindow;
+using Extended = std::complex<long double>;
+
+const double kPi = std::acos(-1.0);
+
+// ---- The definitions, computed independently
+// -------------------------------------------------
+
+double Weight(int window, int j, int n) {
+    const double turn = 2 * kPi * j / (n - 1), side = (2.0 * j - (n - 1)) / (n + 1);
+    const double weights[] = {1, 0.54 - 0.46 * std::cos(turn), 0.5 - 0.5 * std::cos(turn),
+                              1 - std::abs(side), 1 - side * side};
+    return weights[window];
+}
+
+template <typename T>
+std::vector<Extended> DefiningSum(const std::vector<T>& x) {
+    const std::size_t n = x.size();
+    const long double step = -2 * std::acos(-1.0L) / static_cast<long double>(n);
+    std::vector<Extended> roots(n), result(std::is_same_v<T, double> ? n / 2 + 1 : n);
+    for (std::size_t j = 0; j < n; ++j)
+        roots[j] = std::polar(1.0L, step * static_cast<long double>(j));
+    for (std::size_t k = 0; k < result.size(); ++k)
+        for (std::size_t j = 0; j < n; ++j) result[k] += Extended(x[j]) * roots[j * k % n];
+    return result;
+}
+
+// The line through the centre of gravity with the slope of least squares.
+template <typename T>
+void TakeOffLine(std::vector<T>& y) {
+    const double centre = 0.5 * (static_cast<double>(y.size()) - 1);
+    T mean{}, moment{};
+    double inertia = 0;
+    for (std::size_t j = 0; j < y.size(); ++j) {
+        const double t = static_cast<double>(j) - centre;
+        mean += y[j] / static_cast<double>(y.size());
+        moment += t * y[j];
+        inertia += t * t;
+    }
+    for (std::size_t j = 0; j < y.size(); ++j)
+        y[j] -= mean + moment / inertia * (static_cast<double>(j) - centre);
+}
+
+template <typename T>
+std::vector<long double> DefinedDensity(const Matrix2D<T>& data, int column, int window,
+                                        int length, int segments, int overlap) {
+    std::vector<long double> density;
+    for (int s = 0; s < segments; ++s) {
+        const int start = s == segments - 1 ? data.Size(0) - length : (length - overlap) * s;
+        std::vector<T> x(static_cast<std::size_t>(length));
+        for (int j = 0; j < length; ++j)
+            if (start + j >= 0 && start + j < data.Size(0))
+                x[static_cast<std::size_t>(j)] =
+                    data(start + j, column) * Weight(window, j, length);
+        const std::vector<Extended> lines = DefiningSum(x);
+        density.resize(lines.size());
+        for (std::size_t k = 0; k < lines.size(); ++k)
+            density[k] += std::norm(lines[k]) / length / segments;
+    }
+    return density;
+}
+
+template <typename M, typename Expected>
+void ExpectColumn(const M& actual, int column, const std::vector<Expected>& expected) {
+    ASSERT_EQ(actual.Size(0), static_cast<int>(expected.size()));
+    long double size = 0, error = 0;
+    for (std::size_t k = 0; k < expected.size(); ++k) {
+        size = std::max(size, std::abs(expected[k]));
+        const Expected value(actual(static_cast<int>(k), column));
+        error = std::max(error, std::abs(value - expected[k]));
+    }
+    EXPECT_LE(error, 1e-13L * size);
+}
+
+// ---- Signals
+// -----------------------------------------------------------------------------------
+
+// Noise about a slope and an offset, which differ from column to column.
+template <typename T>
+Matrix2D<T> Signals(int rows, int columns) {
+    std::mt19937 random(11);
+    std::normal_distribution<double> normal;
+    Matrix2D<T> result(rows, columns);
+    for (int i = 0; i < rows; ++i) {
+        for (int j = 0; j < columns; ++j) {
+            if constexpr (std::is_same_v<T, double>)
+                result(i, j) = normal(random) + 3 - 0.2 * i * (j + 1);
+            else
+                result(i, j) = {normal(random) + 0.1 * i, normal(random) - 2 * (j + 1)};
+        }
+    }
+    return result;
+}
+
+template <typename T>
+class Spectra : public testing::Test {};
+using Kinds = testing::Types<double, Complex>;
+TYPED_TEST_SUITE(Spectra, Kinds);
+
+TYPED_TEST(Spectra, AreThoseOfTheDetrendedWindowedPaddedColumns) {
+    cFFT transform;  // one for all lengths and kinds
+    const auto data = Signals<TypeParam>(20, 3);
+    for (const int nfft : {20, 16, 13, 2, 32, 45})
+        for (const bool detrend : {false, true})
+            for (int window = 0; window <= 4; ++window)
+                for (int column = 0; column < 3; ++column) {
+                    SCOPED_TRACE(testing::Message() << nfft << detrend << window << column);
+                    const Matrix1D<TypeParam> y = data.Column(column);
+                    const int taken = std::min(nfft, 20);
+                    std::vector<TypeParam> x(y.Data(), y.Data() + taken);
+                    if (detrend) TakeOffLine(x);
+                    for (int j = 0; j < taken; ++j)
+                        x[static_cast<std::size_t>(j)] *= Weight(window, j, taken);
+                    x.resize(static_cast<std::size_t>(nfft));
+                    const auto& X = dynamic_cast<const Matrix2D<Complex>&>(
+                        transform.fft(data, nfft, detrend, static_cast<Window>(window)));
+                    EXPECT_EQ(X.Size(1), 3);
+                    if (nfft > 2 || !detrend)  // a line through two points leaves rounding
+                        ExpectColumn(X, column, DefiningSum(x));
+                }
+}
+
+struct Averaging {
+    int rows, segments, overlap, length;
+};
+
+TYPED_TEST(Spectra, AverageTheirSegments) {
+    cFFT transform;
+    const Averaging
+        cases[] = {{40, 1, 0, 40},  {41, 1, 0, 41}, {40, 4, 0, 10},
+                   {42, 4, 6, 14},  {42, 4, 7, 15}, {43, 2, -4, 20},
+                   {43, 3, -3, 14}, {40, 8, -6, 2},  // the last but one begins behind the data
+                   {9, 3, 20, 13},                   // longer than the data, going backwards
+                   {5, 3, 7, 6},    {12, 7, 3, 4},  {2, 1, 0, 2}};
+    for (const auto& [rows, segments, overlap, length] : cases) {
+        const auto data = Signals<TypeParam>(rows, 2);
+        EXPECT_EQ(cFFT::psdNumPoints(rows, segments, overlap), length);
+        for (int window = 0; window <= 4; ++window) {
+            SCOPED_TRACE(testing::Message() << rows << " rows " << segments << " segments "
+                                            << overlap << " overlap, window " << window);
+            const auto& P = dynamic_cast<const Matrix2D<double>&>(
+                transform.psd(data, static_cast<Window>(window), segments, overlap));
+            for (int column = 0; column < 2; ++column)
+                ExpectColumn(P, column,
+                             DefinedDensity(data, column, window, length, segments, overlap));
+        }
+    }
+}
+
+TEST(Spectrum, OfItsOwnResult) {
+    cFFT transform;
+    const Matrix2D<double> ones(8, 1, 1.0);
+    const Matrix& lines = transform.fft(ones, 8, false, ZmAPI_ToolBox::WINDOW_NONE);
+    const auto& again = dynamic_cast<const Matrix2D<Complex>&>(
+        transform.fft(lines, 5, false, ZmAPI_ToolBox::WINDOW_NONE));
+    for (int k = 0; k < 5; ++k) EXPECT_LE(std::abs(again(k, 0) - 8.0), 1e-14);
+    const auto& level = dynamic_cast<const Matrix2D<Complex>&>(
+        transform.fft(ones, 8, true, ZmAPI_ToolBox::WINDOW_NONE));
+    for (int k = 0; k < 5; ++k) EXPECT_EQ(level(k, 0), 0.0);
+}
+
+TEST(Spectrum, RefusesWhatItCannotTransform) {
+    cFFT transform;
+    const std::string kind = "FFT: Input matrix must be 1D or 2D real or complex.\n";
+    const std::string few = "FFT: number of data points must be > 1.\n";
+    const std::string type = "FFT: Window type not known.\n";
+    const auto fft = [&](const Matrix& m, int nfft, bool detrend, int window) {
+        return ErrorText([&] { transform.fft(m, nfft, detrend, static_cast<Window>(window)); });
+    };
+    const auto psd = [&](const Matrix& m, int window, int segments, int overlap) {
+        return ErrorText(
+            [&] { transform.psd(m, static_cast<Window>(window), segments, overlap); });
+    };
+    const Matrix2D<double> data(8, 2, 1.0);
+    const int huge = std::numeric_limits<int>::max();
+    const Matrix1D<double> vector(8);
+    const Matrix2D<float> single(8, 2);
+    for (const Matrix* const other :
+         {static_cast<const Matrix*>(&vector), static_cast<const Matrix*>(&single)}) {
+        EXPECT_EQ(fft(*other, 8, false, 0), kind);
+        EXPECT_EQ(psd(*other, 0, 1, 0), kind);
+    }
+    for (const int nfft : {1, 0, -1, -huge - 1}) EXPECT_EQ(fft(data, nfft, true, 0), few);
+    EXPECT_EQ(fft(Matrix2D<double>(1, 1), 8, false, 0), few);
+    EXPECT_EQ(fft(Matrix2D<Complex>(), huge, false, 0), few);
+    for (const int segments : {0, -1, -huge - 1, 8, huge})
+        EXPECT_EQ(psd(data, 0, segments, 0), few) << segments;
+    for (const int overlap : {-14, -17, -huge - 1}) EXPECT_EQ(psd(data, 0, 1, overlap), few);
+    for (const int window : {5, -1, huge}) {
+        EXPECT_EQ(fft(data, 8, true, window), type);
+        EXPECT_EQ(psd(data, window, 1, 0), type);
+    }
+}
+
+TEST(Spectrum, CountsTheSegmentLengthWithoutOverflow) {
+    const int most = std::numeric_limits<int>::max(), least = std::numeric_limits<int>::min();
+    EXPECT_EQ(cFFT::psdNumPoints(1000, 4, 0), 250);
+    EXPECT_EQ(cFFT::psdNumPoints(1000, 4, 100), 300);
+    EXPECT_EQ(cFFT::psdNumPoints(10, 4, 3), 5);
+    EXPECT_EQ(cFFT::psdNumPoints(10, 3, -3), 3);
+    EXPECT_EQ(cFFT::psdNumPoints(10, 0, 3), 0);
+    EXPECT_EQ(cFFT::psdNumPoints(10, -2, 100), 0);
+    EXPECT_EQ(cFFT::psdNumPoints(most, 1, most), most);
+    EXPECT_EQ(cFFT::psdNumPoints(0, 1, least), least / 2);
+}
+
+TEST(Windows, WeighTheirPoints) {
+    EXPECT_NEAR(cWindowHamming(5).Window(0), 0.08, 1e-16);
+    EXPECT_EQ(cWindowHamming(5).Window(2), 1.0);
+    EXPECT_EQ(cWindowHanning(5).Window(0), 0.0);
+    EXPECT_NEAR(cWindowParzen(5).Window(0), 1.0 / 3, 1e-16);
+    EXPECT_EQ(cWindowWelch(5).Window(2), 1.0);
+}
+
+// ---- The one-sided density
+// ---------------------------------------------------------------------
+
+// Σ G_k·Δf with G_k = 2·dt·P_k/mean(window²), halved at line 0 and, for an even length, the
+// last.
+double PowerOf(const Matrix2D<double>& data, int window, int segments, int overlap) {
+    const double dt = 0.004;
+    const int n = cFFT::psdNumPoints(data.Size(0), segments, overlap);
+    cFFT transform;
+    const auto& P = dynamic_cast<const Matrix2D<double>&>(
+        transform.psd(data, static_cast<Window>(window), segments, overlap));
+    double squares = 0, power = 0;
+    for (int j = 0; j < n; ++j) squares += std::pow(Weight(window, j, n), 2) / n;
+    for (int k = 0; k < P.Size(0); ++k) {
+        const bool single = k == 0 || 2 * k == n;
+        const double density = (single ? 1 : 2) * dt * P(k, 0) / squares;
+        power += density * ZmAPI_ToolBox::Frequency(1, n, dt, true);
+    }
+    return power;
+}
+
+double MeanSquare(const Matrix2D<double>& data) {
+    double sum = 0;
+    for (int i = 0; i < data.Size(0); ++i) sum += data(i, 0) * data(i, 0);
+    return sum / data.Size(0);
+}
+
+TEST(OneSidedDensity, OfOneUnwindowedSegmentHoldsTheMeanSquare) {
+    for (const int rows : {2, 3, 64, 101, 360}) {
+        const auto data = Signals<double>(rows, 1);
+        EXPECT_NEAR(PowerOf(data, 0, 1, 0) / MeanSquare(data), 1, 1e-13);
+    }
+}
+
+// Noise of variance 1 and a sine of amplitude 3. A mean square estimated from N samples of
+// noise has the variance 2/N; the products of the noise with the sine add 4·4.5/N. Windows that
+// do not overlap leave out about half of the samples.
+TEST(OneSidedDensity, OfAveragedWindowedSegmentsHoldsThePower) {
+    const int rows = 1 << 14;
+    std::mt19937 random(5);
+    std::normal_distribution<double> normal;
+    Matrix2D<double> data(rows, 1);
+    for (int i = 0; i < rows; ++i) data(i, 0) = normal(random) + 3 * std::sin(0.7 * i);
+    const double deviation = std::sqrt((2 + 4 * 4.5) / (0.5 * rows));
+    for (int window = 0; window <= 4; ++window)
+        for (const int segments : {31, 32, 64})
+            for (const int overlap : {0, rows / segments / 2})
+                EXPECT_NEAR(PowerOf(data, window, segments, overlap), 1 + 4.5, 3 * deviation)
+                    << "window " << window << ", " << segments << " segments";
+}
+
+// ---- Measured signals
+// --------------------------------------------------------------------------
+
+// The columns after the time; empty without the folder.
+Matrix2D<double> Measured(const std::string& name) {
+    const char* const models = std::getenv("ZEMRA_MODEL_DATA");
+    if (!models || !*models) return {};
+    std::ifstream in(std::filesystem::path(models) / "../signals" / name);
+    std::vector<std::vector<double>> rows;
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || !std::isdigit(static_cast<unsigned char>(line[0]))) continue;
+        std::stringstream cells(line);
+        rows.emplace_back();
+        for (std::string cell; std::getline(cells, cell, ',');)
+            rows.back().push_back(std::stod(cell));
+    }
+    if (rows.empty()) return {};
+    const int columns = static_cast<int>(rows[0].size()) - 1;
+    Matrix2D<double> result(static_cast<int>(rows.size()), columns);
+    for (int i = 0; i < result.Size(0); ++i)
+        for (int j = 0; j < columns; ++j)
+            result(i, j) = rows[static_cast<std::size_t>(i)][static_cast<std::size_t>(j) + 1];
+    return result;
+}
+
+struct Record {
+    std::string name;
+    int rows, column, line;
+    double magnitude;  // of the strongest line, by another program
+};
+
+class MeasuredSignals : public testing::TestWithParam<Record> {};
+
+TEST_P(MeasuredSignals, HaveTheirSpectra) {
+    const auto& [name, rows, column, line, magnitude] = GetParam();
+    const Matrix2D<double> data = Measured(name + ".csv");
+    if (data.Size(0) == 0) GTEST_SKIP() << "no signals beside ZEMRA_MODEL_DATA";
+    ASSERT_EQ(data.Size(0), rows);
+    cFFT transform;
+    const auto& X = dynamic_cast<const Matrix2D<Complex>&>(
+        transform.fft(data, rows, false, ZmAPI_ToolBox::WINDOW_NONE));
+    EXPECT_NEAR(std::abs(X(line, column)) / magnitude, 1, 1e-6);
+    for (int k = 1; k < X.Size(0); ++k)
+        EXPECT_LE(std::abs(X(k, column)), std::abs(X(line, column)));
+    for (const int overlap : {0, 60, 61, -40}) {
+        const int length = cFFT::psdNumPoints(rows, 13, overlap);
+        const auto& P = dynamic_cast<const Matrix2D<double>&>(
+            transform.psd(data, ZmAPI_ToolBox::WINDOW_HANNING, 13, overlap));
+        ExpectColumn(P, column, DefinedDensity(data, column, 2, length, 13, overlap));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Signals, MeasuredSignals,
+    testing::Values(Record{"elcentro_1940_ns", 1560, 0, 47, 1.066967e+01},
+                    Record{"beam_shaker_case1_time", 4096, 0, 1, 5.280842e+00},
+                    Record{"beam_shaker_case1_time", 4096, 1, 679, 2.628339e+03}),
+    [](const auto& record) { return record.param.name + std::to_string(record.param.column); });
+
+}  // namespace
+}  // namespace ZEMRA::Vibration::tests

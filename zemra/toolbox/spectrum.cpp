@@ -1,0 +1,197 @@
+#include "zemra/toolbox/spectrum.h"
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "zemra/matrix/kernels.h"
+#include "zemra/message/message.h"
+#include "zemra/toolbox/window.h"
+
+namespace ZEMRA::Vibration {
+
+namespace {
+
+constexpr char kBadMatrix[] = "FFT: Input matrix must be 1D or 2D real or complex.";
+constexpr char kTooFewPoints[] = "FFT: number of data points must be > 1.";
+constexpr char kNoDetrend[] = "FFT: Detrend not possible check input data points.";
+constexpr char kRealPoints[] = "RealFFT: Point miss match.";
+constexpr char kComplexPoints[] = "ComplexFFT: Point miss match.";
+constexpr char kRealLines[] = "FFT: Real point length miss match.";
+constexpr char kComplexLines[] = "FFT: Complex point length miss match.";
+
+int Lines(int n, const Matrix2D<double>&) { return n / 2 + 1; }
+int Lines(int n, const Matrix2D<Complex>&) { return n; }
+
+// The weights of n points, computed once for all that they are applied to; none without a
+// window.
+Matrix1D<double> Weights(ZmAPI_ToolBox::eWindow window, int n) {
+    const std::unique_ptr<cWindow> taper = MakeWindow(window, n);
+    if (!taper) return {};
+    Matrix1D<double> weights(n);
+    for (int j = 0; j < n; ++j) weights(j) = taper->Window(j);
+    return weights;
+}
+
+template <typename T>
+void Apply(const Matrix1D<double>& weights, Matrix1D<T>& y) {
+    for (int j = 0; j < weights.Size(0); ++j) y(j) = Product(y(j), weights(j));
+}
+
+// Takes the straight line of least squares off the first m points.
+template <typename T>
+void Detrend(int m, Matrix1D<T>& y) {
+    double t = 0.0, tt = 0.0;
+    T sum{}, moment{};
+    for (int j = 0; j < m; ++j) {
+        const double tj = j;
+        t += tj;
+        tt += tj * tj;
+        sum += y(j);
+        moment += Product(tj, y(j));
+    }
+    const double determinant = m * tt - t * t;
+    if (determinant == 0.0) throw Error(kNoDetrend);
+    const T slope = (Product(static_cast<double>(m), moment) - Product(t, sum)) / determinant;
+    const T intercept = (Product(tt, sum) - Product(t, moment)) / determinant;
+    for (int j = 0; j < m; ++j) y(j) -= Product(static_cast<double>(j), slope) + intercept;
+}
+
+// n samples of a column from row start on, zero where there is no such row.
+template <typename T>
+void Extract(const Matrix2D<T>& data, int column, std::int64_t start, Matrix1D<T>& x) {
+    const std::int64_t rows = data.Size(0);
+    for (int j = 0; j < x.Size(0); ++j) {
+        const std::int64_t i = start + j;
+        x(j) = i >= 0 && i < rows ? data(static_cast<int>(i), column) : T{};
+    }
+}
+
+}  // namespace
+
+const Matrix& cFFT::fft(const Matrix& data, int nfft, bool detrend,
+                        ZmAPI_ToolBox::eWindow window) {
+    const std::unique_ptr<Matrix> former = std::move(result_);  // data may be it
+    if (const auto* real = dynamic_cast<const Matrix2D<double>*>(&data))
+        result_ = std::make_unique<Matrix2D<Complex>>(Spectra(*real, nfft, detrend, window));
+    else if (const auto* complex = dynamic_cast<const Matrix2D<Complex>*>(&data))
+        result_ = std::make_unique<Matrix2D<Complex>>(Spectra(*complex, nfft, detrend, window));
+    else
+        throw Error(kBadMatrix);
+    return *result_;
+}
+
+const Matrix& cFFT::psd(const Matrix& data, ZmAPI_ToolBox::eWindow window, int nSegments,
+                        int nOverlap) {
+    const std::unique_ptr<Matrix> former = std::move(result_);
+    if (const auto* real = dynamic_cast<const Matrix2D<double>*>(&data))
+        result_ =
+            std::make_unique<Matrix2D<double>>(Densities(*real, window, nSegments, nOverlap));
+    else if (const auto* complex = dynamic_cast<const Matrix2D<Complex>*>(&data))
+        result_ = std::make_unique<Matrix2D<double>>(
+            Densities(*complex, window, nSegments, nOverlap));
+    else
+        throw Error(kBadMatrix);
+    return *result_;
+}
+
+// Counted in 64 bits; a length that no int holds is answered with the largest, which no memory
+// holds.
+int cFFT::psdNumPoints(int nPoints, int nSegments, int nOverlap) {
+    if (nSegments < 1) return 0;
+    const double share = static_cast<double>(nPoints) / nSegments;
+    const std::int64_t points =
+        static_cast<std::int64_t>(share + 0.5) + nOverlap / 2 + (nOverlap % 2 != 0 ? 1 : 0);
+    return static_cast<int>(std::clamp<std::int64_t>(points, std::numeric_limits<int>::min(),
+                                                     std::numeric_limits<int>::max()));
+}
+
+template <typename T>
+Matrix2D<Complex> cFFT::Spectra(const Matrix2D<T>& data, int nfft, bool detrend,
+                                ZmAPI_ToolBox::eWindow window) {
+    const int m = std::min(nfft, data.Size(0));
+    if (m < 2) throw Error(kTooFewPoints);
+    const Matrix1D<double> weights = Weights(window, m);
+    Prepare(nfft, data);
+    Matrix1D<T> x(nfft);
+    std::vector<Complex> lines(static_cast<std::size_t>(Lines(nfft, data)));
+    Matrix2D<Complex> result(Lines(nfft, data), data.Size(1));
+    for (int c = 0; c < data.Size(1); ++c) {
+        Extract(data, c, 0, x);
+        if (detrend) Detrend(m, x);
+        Apply(weights, x);
+        Transform(nfft, x, lines);
+        for (int k = 0; k < result.Size(0); ++k)
+            result(k, c) = lines[static_cast<std::size_t>(k)];
+    }
+    return result;
+}
+
+template <typename T>
+Matrix2D<double> cFFT::Densities(const Matrix2D<T>& data, ZmAPI_ToolBox::eWindow window,
+                                 int nSegments, int nOverlap) {
+    const int m = psdNumPoints(data.Size(0), nSegments, nOverlap);
+    if (m < 2) throw Error(kTooFewPoints);
+    const Matrix1D<double> weights = Weights(window, m);
+    Prepare(m, data);
+    Matrix1D<T> x(m);
+    std::vector<Complex> lines(static_cast<std::size_t>(Lines(m, data)));
+    Matrix1D<double> mean(Lines(m, data));
+    Matrix2D<double> result(mean.Size(0), data.Size(1));
+    const std::int64_t advance = std::int64_t{m} - nOverlap;
+    for (int c = 0; c < data.Size(1); ++c) {
+        std::fill_n(mean.Data(), mean.Size(0), 0.0);
+        for (int s = 0; s < nSegments; ++s) {
+            const bool last = s == nSegments - 1;
+            Extract(data, c, last ? std::int64_t{data.Size(0)} - m : advance * s, x);
+            Apply(weights, x);
+            Transform(m, x, lines);
+            for (int k = 0; k < mean.Size(0); ++k) {
+                const Complex& line = lines[static_cast<std::size_t>(k)];
+                mean(k) +=
+                    (line.real() * line.real() + line.imag() * line.imag()) / m / nSegments;
+            }
+        }
+        for (int k = 0; k < mean.Size(0); ++k) result(k, c) = mean(k);
+    }
+    return result;
+}
+
+// The transforms of a length are kept for further calls.
+void cFFT::Prepare(int n, const Matrix2D<double>&) {
+    const auto length = static_cast<std::size_t>(n);
+    if (!ofReal_ || ofReal_->n_real() != length)
+        ofReal_ = std::make_unique<fftpack::real_to_complex<double, Complex>>(length);
+}
+
+void cFFT::Prepare(int n, const Matrix2D<Complex>&) {
+    const auto length = static_cast<std::size_t>(n);
+    if (!ofComplex_ || ofComplex_->n() != length)
+        ofComplex_ = std::make_unique<fftpack::complex_to_complex<double, Complex>>(length);
+}
+
+void cFFT::Transform(int n, const Matrix1D<double>& x, std::vector<Complex>& lines) {
+    if (RealFFT(n, x, lines.data()) != static_cast<int>(lines.size())) throw Error(kRealLines);
+}
+
+void cFFT::Transform(int n, const Matrix1D<Complex>& x, std::vector<Complex>& lines) {
+    if (ComplexFFT(n, x, lines.data()) != static_cast<int>(lines.size()))
+        throw Error(kComplexLines);
+}
+
+int cFFT::RealFFT(int n, const Matrix1D<double>& x, Complex* out) {
+    if (ofReal_->n_real() != static_cast<std::size_t>(n)) throw Error(kRealPoints);
+    // The lines need room for n/2 + 1 complex values, in which the n real ones fit.
+    std::copy_n(x.Data(), n, reinterpret_cast<double*>(out));
+    ofReal_->forward_adaptor(out);
+    return static_cast<int>(ofReal_->n_complex());
+}
+
+int cFFT::ComplexFFT(int n, const Matrix1D<Complex>& x, Complex* out) {
+    if (ofComplex_->n() != static_cast<std::size_t>(n)) throw Error(kComplexPoints);
+    std::copy_n(x.Data(), n, out);
+    ofComplex_->forward(out);
+    return n;
+}
+
+}  // namespace ZEMRA::Vibration
