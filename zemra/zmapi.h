@@ -6,6 +6,7 @@
 #include "zemra/api/zmapi_base.h"
 #include "zemra/api/zmapi_c.h"
 #include "zemra/api/zmapi_complex.h"
+#include "zemra/api/zmapi_eigen_problem.h"
 #include "zemra/api/zmapi_matrix.h"
 #include "zemra/api/zmapi_system_ss.h"
 #include "zemra/message/message.h"

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <locale>
+#include <optional>
 
 namespace {
 
@@ -16,20 +17,32 @@ void WriteMatrix(std::ostream& out, char name, const ZmAPI_Matrix& m) {
         for (int i = 0; i < m.Size(0); ++i) out << "    " << m.Value(i, j) << std::endl;
 }
 
-}  // namespace
-
-void DumpModel(const ZmAPI_Matrix& A, const ZmAPI_Matrix& B, const ZmAPI_Matrix& C,
-               const ZmAPI_Matrix& D) {
+// The file that the environment names, ready to be written to; none when it names none or the
+// file cannot be opened.
+std::optional<std::ofstream> OpenDump() {
     const char* const file = std::getenv("ZEMRA_DUMP_VIBRATION_MODEL");
-    if (!file || !*file) return;
+    if (!file || !*file) return std::nullopt;
     std::ofstream out(file);
-    if (!out) return;
+    if (!out) return std::nullopt;
     out.imbue(std::locale::classic());  // a host's locale must not change points or digits
     out.setf(std::ios::scientific, std::ios::floatfield);
     out.setf(std::ios::uppercase | std::ios::showpoint);
     out.precision(17);
-    WriteMatrix(out, 'A', A);
-    WriteMatrix(out, 'B', B);
-    WriteMatrix(out, 'C', C);
-    WriteMatrix(out, 'D', D);
+    return out;
+}
+
+}  // namespace
+
+void DumpModel(const ZmAPI_Matrix& A, const ZmAPI_Matrix& B, const ZmAPI_Matrix& C,
+               const ZmAPI_Matrix& D) {
+    auto out = OpenDump();
+    if (!out) return;
+    WriteMatrix(*out, 'A', A);
+    WriteMatrix(*out, 'B', B);
+    WriteMatrix(*out, 'C', C);
+    WriteMatrix(*out, 'D', D);
+}
+
+void DumpSystemMatrix(const ZmAPI_Matrix& A) {
+    if (auto out = OpenDump()) WriteMatrix(*out, 'A', A);
 }

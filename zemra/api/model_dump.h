@@ -11,3 +11,6 @@
 /// by column, with 17 digits after the point: reading it back gives the same bits.
 void DumpModel(const ZmAPI_Matrix& A, const ZmAPI_Matrix& B, const ZmAPI_Matrix& C,
                const ZmAPI_Matrix& D);
+
+/// The same with A alone, the matrix of a plain eigen solution.
+void DumpSystemMatrix(const ZmAPI_Matrix& A);
