@@ -1,0 +1,96 @@
+#include "zemra/toolbox/fd_data.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "zemra/message/message.h"
+
+namespace ZEMRA::Vibration {
+namespace {
+
+constexpr char kFourColumns[] =
+    "ZmAPI_ToolBox::FDElementID: Data must have four columns not %d.";
+constexpr char kNoRows[] = "ZmAPI_ToolBox::FDElementID: Data must have at least one row.";
+constexpr char kNotFinite[] =
+    "ZmAPI_ToolBox::FDElementID: Row %d gives no finite stiffness and frequency.";
+
+constexpr double kDegrees = 57.29577951308232;  // in a radian
+constexpr double kTwoPi = 2 * 3.141592653589793;
+
+// The coefficients of H = K + iwC + R·(K2 + iwC2)/(Ks + iwCs), as in doFDEvaluate.
+struct Coefficients {
+    double K, C, R, K2, C2, Ks, Cs;
+
+    explicit Coefficients(const FDParameters& p)
+        : K(p[0]), C(p[1]), R(0.0), K2(p[4]), C2(p[5]), Ks(p[2] + p[4]), Cs(p[3] + p[5]) {
+        if (Cs != 0.0) {
+            K += p[3] * K2 / Cs;
+            C += p[3] * C2 / Cs;
+            R = p[2] - Ks * p[3] / Cs;
+        } else if (Ks != 0.0) {
+            K += p[2] * K2 / Ks;
+        }
+    }
+};
+
+}  // namespace
+
+FDData::FDData(const Matrix2D<double>& rows) {
+    if (rows.Size(1) != 4) throw Error(kFourColumns) << rows.Size(1);
+    if (rows.Size(0) == 0) throw Error(kNoRows);
+    omega_ = Matrix1D<double>(rows.Size(0));
+    H_ = Matrix1D<Complex>(rows.Size(0));
+    for (int j = 0; j < Points(); ++j) {
+        const double* const row = rows.Row(j).Data();
+        const double magnitude = row[2] / row[0];
+        const double phase = row[3] / kDegrees;
+        omega_(j) = kTwoPi * row[1];
+        H_(j) = {magnitude * std::cos(phase), magnitude * std::sin(phase)};
+        if (!std::isfinite(omega_(j)) || !std::isfinite(H_(j).real()) ||
+            !std::isfinite(H_(j).imag()))
+            throw Error(kNotFinite) << j;
+    }
+}
+
+double FDData::LargestStiffness() const {
+    double largest = 0.0;
+    for (int j = 0; j < Points(); ++j) largest = std::max(largest, std::abs(H_(j)));
+    return largest;
+}
+
+FDData FDData::Scaled(double factor) const {
+    FDData scaled = *this;
+    for (int j = 0; j < Points(); ++j) scaled.H_(j) *= factor;
+    return scaled;
+}
+
+// The division is written out without protection against overflow of squares: this runs some
+// ten thousand times for one element, and would take most of the time of an identification.
+double FDData::SquaredError(const FDParameters& p) const {
+    const Coefficients e(p);
+    const double* const omega = omega_.Data();
+    const Complex* const H = H_.Data();
+    double sum = 0.0;
+    for (int j = 0; j < Points(); ++j) {
+        const double w = omega[j];
+        double re = e.K - H[j].real();
+        double im = w * e.C - H[j].imag();
+        if (e.R != 0.0) {
+            const double wC2 = w * e.C2;
+            const double wCs = w * e.Cs;
+            const double square = e.Ks * e.Ks + wCs * wCs;
+            if (square > 0.0) {
+                const double factor = e.R / square;
+                re += factor * (e.K2 * e.Ks + wC2 * wCs);
+                im += factor * (wC2 * e.Ks - e.K2 * wCs);
+            } else {
+                re += e.R * e.C2 / e.Cs;
+            }
+        }
+        sum += re * re + im * im;
+    }
+    return std::isfinite(sum) ? sum : std::numeric_limits<double>::infinity();
+}
+
+}  // namespace ZEMRA::Vibration
