@@ -1,6 +1,8 @@
 #include "zemra/eigen/chain_solver.h"
 
-#include <numeric>
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -13,7 +15,8 @@ namespace {
 
 constexpr double kLargeResidual = 1e-8;        // of a chain relation, of its right-hand side
 constexpr double kLargeEigenResidual = 1e-10;  // of an ordinary vector, of |T|·|y|
-constexpr double kNoShare = 1e-12;             // of a chain in a combination, of the vector
+constexpr double kUnit = std::numeric_limits<double>::epsilon();
+constexpr double kNoShare = 1e-12;  // of a chain in a combination, of the vector
 
 double LargestMagnitude(int n, const double* v) {
     double largest = 0.0;
@@ -197,11 +200,15 @@ void ChainSolver::StoreColumn(int k, const double* y) {
     std::fill(std::copy_n(y, k + 1, column), column + Y_.Order(), 0.0);
 }
 
-// Of (T − λI)·y − rhs in the rows above k, with y ending in row k.
+// The largest element of (T − λI)·y − rhs in the rows above k, with y ending in row k, and with
+// what rounding leaves unknown of it: a y that is large because a pivot was noise solves
+// nothing.
 double ChainSolver::LargestResidual(int k, const double* y, const double* rhs) const {
+    const double lambda = E_(k).real();
     double largest = 0.0;
     for (int i = 0; i < k; ++i) {
-        const double residual = std::fabs(T_.Residual(i, k, E_(k).real(), y) - rhs[i]);
+        const double residual = std::fabs(T_.Residual(i, k, lambda, y) - rhs[i]) +
+                                kUnit * T_.ResidualTerms(i, k, lambda, y);
         if (!(residual <= largest)) largest = residual;  // a NaN stays
     }
     return largest;

@@ -91,7 +91,7 @@ Eigen<double>::Eigen(const Matrix2D<double>& A, bool withVectors)
     const CoupledBlock block = Balance(w, scale.data());
     ReduceToHessenberg(w, block, z);
     HessenbergQR(w, block, z, E);
-    FindSchurVectors(w, E, D, v);
+    FindSchurVectors(w, block, E, D, v);
     BackTransform(z, v);
     BackBalance(block, scale.data(), v);
     NormaliseVectors(E, D, v);

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "zemra/eigen/flat_matrix.h"
+#include "zemra/eigen/balance.h"
 #include "zemra/matrix/kernels.h"
 #include "zemra/matrix/matrix1d.h"
 
@@ -15,15 +15,14 @@ namespace ZEMRA::Vibration {
 /// below all others mean nothing.
 class SchurForm {
   public:
-    /// Takes over t, column-major, and transposes it in place.
-    SchurForm(FlatMatrix<double> t, const Matrix1D<Complex>& E) : rows_(t), E_(E) {
+    /// Takes over t, column-major, and transposes it in place. The rows and columns of block
+    /// have been balanced.
+    SchurForm(FlatMatrix<double> t, CoupledBlock block, const Matrix1D<Complex>& E)
+        : rows_(t), E_(E) {
         Transpose(t);
-        for (int i = 0; i < Order(); ++i) {
-            double sum = 0.0;
-            for (int c = std::max(i - IsLowerRowOfBlock(i), 0); c < Order(); ++c)
-                sum += std::fabs((*this)(i, c));
-            norm_ = std::max(norm_, sum);
-        }
+        AddToNorm(0, block.low - 1);
+        AddToNorm(block.low, block.igh);
+        AddToNorm(block.igh + 1, Order() - 1);
     }
 
     int Order() const { return rows_.Order(); }
@@ -32,7 +31,9 @@ class SchurForm {
     const double* Row(int i) const { return rows_.Column(i); }
     bool IsLowerRowOfBlock(int i) const { return E_(i).imag() < 0.0; }
 
-    /// The largest sum of magnitudes along a row.
+    /// The largest sum of magnitudes along a row, within the block that was balanced or within
+    /// the isolated rows on either side of it: what couples them is scaled by whatever suited
+    /// the block, and says nothing about size.
     double Norm() const { return norm_; }
     /// What a pivot that is too small counts as.
     double TinyPivot() const {
@@ -56,11 +57,26 @@ class SchurForm {
         if (IsLowerRowOfBlock(i)) sum += Product((*this)(i, i - 1), y[i - 1]);
         return sum + Sum(i, i + 1, last, y);
     }
+    /// The sum of the magnitudes of that element's terms.
+    double ResidualTerms(int i, int last, double lambda, const double* y) const {
+        double sum = std::fabs(((*this)(i, i) - lambda) * y[i]);
+        if (IsLowerRowOfBlock(i)) sum += std::fabs((*this)(i, i - 1) * y[i - 1]);
+        for (int m = i + 1; m <= last; ++m) sum += std::fabs((*this)(i, m) * y[m]);
+        return sum;
+    }
 
   private:
     FlatMatrix<double> rows_;
     const Matrix1D<Complex>& E_;
     double norm_ = 0.0;
+
+    void AddToNorm(int first, int last) {
+        for (int i = first; i <= last; ++i) {
+            double sum = IsLowerRowOfBlock(i) ? std::fabs((*this)(i, i - 1)) : 0.0;
+            for (int c = i; c <= last; ++c) sum += std::fabs((*this)(i, c));
+            norm_ = std::max(norm_, sum);
+        }
+    }
 };
 
 }  // namespace ZEMRA::Vibration

@@ -22,6 +22,7 @@ constexpr char kDefective[] =
 constexpr double kUnit = 2.220446049250313e-16;
 constexpr double kNegligible = 1e-12;    // what a repeated eigenvalue may leave in its row
 constexpr double kPoorResidual = 1e-10;  // of |T|·|y|
+constexpr double kPoorBlock = 1e-13;     // of the terms of one equation of a 2 × 2 block
 
 double LargerPart(double x) { return std::fabs(x); }
 double LargerPart(const Complex& z) {
@@ -52,11 +53,26 @@ std::array<V, 2> SolveWithPivotsOf(double tiny, std::array<V, 4> a, std::array<V
     return rightColumn ? std::array<V, 2>{second, first} : std::array<V, 2>{first, second};
 }
 
+// Zeros when the block is singular. A badly scaled one whose residual is poor is solved again
+// with complete pivoting.
+template <typename V>
+std::array<V, 2> SolveBlock(const std::array<V, 4>& a, const std::array<V, 2>& b) {
+    std::array<V, 2> x = b;
+    if (!mat2x2<V>::Solve(a.data(), x.data())) return {};
+    for (std::size_t i = 0; i < 2; ++i) {
+        const V first = a[i] * x[0], second = a[i + 2] * x[1];
+        const double terms = std::abs(first) + std::abs(second) + std::abs(b[i]);
+        if (!(std::abs(first + second - b[i]) <= kPoorBlock * terms))
+            return SolveWithPivotsOf(std::numeric_limits<double>::min(), a, b);
+    }
+    return x;
+}
+
 class SchurVectors {
   public:
-    SchurVectors(FlatMatrix<double> t, Matrix1D<Complex>& E, Matrix1D<int>& D,
-                 FlatMatrix<double> Y)
-        : T_(t, E), E_(E), Y_(Y), chains_(T_, E, D, Y) {}
+    SchurVectors(FlatMatrix<double> t, CoupledBlock block, Matrix1D<Complex>& E,
+                 Matrix1D<int>& D, FlatMatrix<double> Y)
+        : T_(t, block, E), E_(E), Y_(Y), chains_(T_, E, D, Y) {}
 
     bool Find() {
         for (int k = 0; k < T_.Order(); ++k) {
@@ -142,8 +158,7 @@ class SchurVectors {
     int Substitute(int start, int last, const V& lambda, V* y) const {
         for (int j = start - 1; j >= 0; --j) {
             if (T_.IsLowerRowOfBlock(j)) {
-                std::array<V, 2> x = BlockSide(j, last, y);
-                if (!mat2x2<V>::Solve(Block(j, lambda).data(), x.data())) x = {};
+                const std::array<V, 2> x = SolveBlock(Block(j, lambda), BlockSide(j, last, y));
                 --j;
                 y[j] = x[0];
                 y[j + 1] = x[1];
@@ -254,9 +269,9 @@ void NormalisePair(int k, FlatMatrix<double> v) {
 
 }  // namespace
 
-bool FindSchurVectors(FlatMatrix<double> t, Matrix1D<Complex>& E, Matrix1D<int>& D,
-                      FlatMatrix<double> y) {
-    return SchurVectors(t, E, D, y).Find();
+bool FindSchurVectors(FlatMatrix<double> t, CoupledBlock block, Matrix1D<Complex>& E,
+                      Matrix1D<int>& D, FlatMatrix<double> y) {
+    return SchurVectors(t, block, E, D, y).Find();
 }
 
 void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zemra/eigen/flat_matrix.h"
+#include "zemra/eigen/balance.h"
 #include "zemra/matrix/matrix.h"
 #include "zemra/matrix/matrix1d.h"
 
@@ -10,12 +10,12 @@ namespace ZEMRA::Vibration {
 /// eigenvalue; a pair fills its two columns with the real and the imaginary part of the first
 /// one's vector.
 ///
-///   t  T, column-major; transposed on return, with the eigenvalues of chains on its diagonal
-///   E  its eigenvalues (n)
-///   D  the links (n), D(i) = i on entry. A real eigenvalue that stands bit for bit above
-///      itself on the diagonal, without a vector of its own, becomes a generalized one: D(i) is
-///      then the member before it and E(i) that one's eigenvalue.
-///   y  n×n zeros on entry, Y on return
+///   t      T, column-major; transposed on return, with the eigenvalues of chains on its
+///   diagonal block  the rows and columns that have been balanced E      its eigenvalues (n) D
+///   the links (n), D(i) = i on entry. A real eigenvalue that stands bit for bit above
+///          itself on the diagonal, without a vector of its own, becomes a generalized one:
+///          D(i) is then the member before it and E(i) that one's eigenvalue.
+///   y      n×n zeros on entry, Y on return
 ///
 /// Returns whether any eigenvalue has a generalized vector, and prints a Warning if so.
 ///
@@ -24,8 +24,8 @@ namespace ZEMRA::Vibration {
 /// block, it is repeated with pivots of at least ε·|T|. Cost: n³/3, more where chains are.
 /// Peters & Wilkinson, Numer. Math. 16 (1970) 181–204 (HQR2); Golub & Wilkinson, SIAM Review 18
 /// (1976) 578–619, for the chains.
-bool FindSchurVectors(FlatMatrix<double> t, Matrix1D<Complex>& E, Matrix1D<int>& D,
-                      FlatMatrix<double> y);
+bool FindSchurVectors(FlatMatrix<double> t, CoupledBlock block, Matrix1D<Complex>& E,
+                      Matrix1D<int>& D, FlatMatrix<double> y);
 
 /// Y := Z·Y, column by column, down to the last element of each that is not 0.
 void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y);
