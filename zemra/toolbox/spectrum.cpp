@@ -100,8 +100,8 @@ const Matrix& cFFT::psd(const Matrix& data, ZmAPI_ToolBox::eWindow window, int n
 int cFFT::psdNumPoints(int nPoints, int nSegments, int nOverlap) {
     if (nSegments < 1) return 0;
     const double share = static_cast<double>(nPoints) / nSegments;
-    const std::int64_t points =
-        static_cast<std::int64_t>(share + 0.5) + nOverlap / 2 + (nOverlap % 2 != 0 ? 1 : 0);
+    const std::int64_t points = static_cast<std::int64_t>(std::trunc(share + 0.5)) +
+                                nOverlap / 2 + (nOverlap % 2 != 0 ? 1 : 0);
     return static_cast<int>(std::clamp<std::int64_t>(points, std::numeric_limits<int>::min(),
                                                      std::numeric_limits<int>::max()));
 }

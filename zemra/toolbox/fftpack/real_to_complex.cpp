@@ -82,11 +82,11 @@ template <typename RealType, typename ComplexType>
 void real_to_complex<RealType, ComplexType>::forward_compressed(RealType* seq) {
     if (n() < 2) return;
     RealType* const ch = ch_.data();
-    std::size_t l2 = n(), p = n();
+    std::size_t l1 = n(), ido = 1, p = n();
     bool inSeq = true;
     for (auto factor = factors().rbegin(); factor != factors().rend(); ++factor) {
         const auto ip = static_cast<std::size_t>(*factor);
-        const std::size_t l1 = l2 / ip, ido = n() / l2;
+        l1 /= ip;
         p -= (ip - 1) * ido;
         const RealType* const wa = wa_.data() + (p - 1);
         RealType* const from = inSeq ? seq : ch;
@@ -114,7 +114,7 @@ void real_to_complex<RealType, ComplexType>::forward_compressed(RealType* seq) {
                     inSeq = !inSeq;
                 }
         }
-        l2 = l1;
+        ido *= ip;
     }
     if (!inSeq) std::copy_n(ch, n(), seq);
 }
