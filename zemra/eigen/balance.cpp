@@ -94,7 +94,8 @@ CoupledBlock Balance(FlatMatrix<double> a, double* scale) {
 }
 
 void BackBalance(CoupledBlock block, const double* scale, FlatMatrix<double> v) {
-    for (int c = block.low; c < v.Order(); ++c)
+    // The first columns too: chains may have been combined into them.
+    for (int c = 0; c < v.Order(); ++c)
         for (int i = block.low; i <= block.igh; ++i) v(i, c) *= scale[i];
 
     const auto undo = [&](int i) {

@@ -9,6 +9,7 @@ namespace ZEMRA::Vibration {
 struct CoupledBlock {
     int low;
     int igh;
+    bool Contains(int i) const { return low <= i && i <= igh; }
 };
 
 /// Balances a real matrix: exchanges rows and columns so that isolated eigenvalues move to the

@@ -13,8 +13,7 @@
 namespace ZEMRA::Vibration {
 namespace {
 
-constexpr double kLargeResidual = 1e-8;        // of a chain relation, of its right-hand side
-constexpr double kLargeEigenResidual = 1e-10;  // of an ordinary vector, of |T|·|y|
+constexpr double kLargeResidual = 1e-8;  // of a chain relation, of its right-hand side
 constexpr double kUnit = std::numeric_limits<double>::epsilon();
 constexpr double kNoShare = 1e-12;  // of a chain in a combination, of the vector
 
@@ -156,9 +155,7 @@ ChainSolver::Outcome ChainSolver::ExtendCombination(int k, double tolerance) {
             longest = e;
 
     if (longest == chains.size()) {
-        const std::vector<double> zero(y.size());
-        const double residual = LargestResidual(k, y.data(), zero.data());
-        if (!(residual <= kLargeEigenResidual * T_.Norm() * size)) return Outcome::kNoSolution;
+        if (!T_.HasEigenvector(k, lambda, y.data())) return Outcome::kNoSolution;
         StoreColumn(k, y.data());
         return Outcome::kOrdinary;
     }

@@ -20,9 +20,8 @@ class SchurForm {
     SchurForm(FlatMatrix<double> t, CoupledBlock block, const Matrix1D<Complex>& E)
         : rows_(t), E_(E) {
         Transpose(t);
-        AddToNorm(0, block.low - 1);
-        AddToNorm(block.low, block.igh);
-        AddToNorm(block.igh + 1, Order() - 1);
+        norm_ = Norm([block](int i, int c) { return block.Contains(i) == block.Contains(c); });
+        if (norm_ == 0.0) norm_ = Norm([](int, int) { return true; });
     }
 
     int Order() const { return rows_.Order(); }
@@ -31,9 +30,8 @@ class SchurForm {
     const double* Row(int i) const { return rows_.Column(i); }
     bool IsLowerRowOfBlock(int i) const { return E_(i).imag() < 0.0; }
 
-    /// The largest sum of magnitudes along a row, within the block that was balanced or within
-    /// the isolated rows on either side of it: what couples them is scaled by whatever suited
-    /// the block, and says nothing about size.
+    /// |T|: the largest sum of magnitudes along a row, without what couples the balanced block
+    /// with the isolated rows. That is scaled as it suited the block, and says nothing of size.
     double Norm() const { return norm_; }
     /// What a pivot that is too small counts as.
     double TinyPivot() const {
@@ -58,11 +56,27 @@ class SchurForm {
         return sum + Sum(i, i + 1, last, y);
     }
     /// The sum of the magnitudes of that element's terms.
-    double ResidualTerms(int i, int last, double lambda, const double* y) const {
-        double sum = std::fabs(((*this)(i, i) - lambda) * y[i]);
-        if (IsLowerRowOfBlock(i)) sum += std::fabs((*this)(i, i - 1) * y[i - 1]);
-        for (int m = i + 1; m <= last; ++m) sum += std::fabs((*this)(i, m) * y[m]);
+    template <typename V>
+    double ResidualTerms(int i, int last, const V& lambda, const V* y) const {
+        double sum = std::abs(Product((*this)(i, i) - lambda, y[i]));
+        if (IsLowerRowOfBlock(i)) sum += std::abs(Product((*this)(i, i - 1), y[i - 1]));
+        for (int m = i + 1; m <= last; ++m) sum += std::abs(Product((*this)(i, m), y[m]));
         return sum;
+    }
+
+    /// Whether y, which ends with element last, is an eigenvector: no element of (T − λI)·y is
+    /// above 1e-10 of |T|·|y| and of its own terms.
+    template <typename V>
+    bool HasEigenvector(int last, const V& lambda, const V* y) const {
+        constexpr double kPoor = 1e-10;
+        double size = 0.0;
+        for (int i = 0; i <= last; ++i) size = std::max(size, std::abs(y[i]));
+        for (int i = 0; i <= last; ++i) {
+            const double residual = std::abs(Residual(i, last, lambda, y));
+            if (residual <= kPoor * norm_ * size) continue;
+            if (!(residual <= kPoor * ResidualTerms(i, last, lambda, y))) return false;
+        }
+        return true;
     }
 
   private:
@@ -70,12 +84,16 @@ class SchurForm {
     const Matrix1D<Complex>& E_;
     double norm_ = 0.0;
 
-    void AddToNorm(int first, int last) {
-        for (int i = first; i <= last; ++i) {
+    template <typename Counts>
+    double Norm(const Counts& counts) const {
+        double largest = 0.0;
+        for (int i = 0; i < Order(); ++i) {
             double sum = IsLowerRowOfBlock(i) ? std::fabs((*this)(i, i - 1)) : 0.0;
-            for (int c = i; c <= last; ++c) sum += std::fabs((*this)(i, c));
-            norm_ = std::max(norm_, sum);
+            for (int c = i; c < Order(); ++c)
+                if (counts(i, c)) sum += std::fabs((*this)(i, c));
+            largest = std::max(largest, sum);
         }
+        return largest;
     }
 };
 

@@ -20,9 +20,8 @@ constexpr char kDefective[] =
     "indicates a problem with the model (zero stiffness, free body, invalid constraint).";
 
 constexpr double kUnit = 2.220446049250313e-16;
-constexpr double kNegligible = 1e-12;    // what a repeated eigenvalue may leave in its row
-constexpr double kPoorResidual = 1e-10;  // of |T|·|y|
-constexpr double kPoorBlock = 1e-13;     // of the terms of one equation of a 2 × 2 block
+constexpr double kNegligible = 1e-12;  // what a repeated eigenvalue may leave in its row
+constexpr double kPoorBlock = 1e-13;   // of the terms of one equation of a 2 × 2 block
 
 double LargerPart(double x) { return std::fabs(x); }
 double LargerPart(const Complex& z) {
@@ -97,7 +96,7 @@ class SchurVectors {
         y[k] = 1.0;
         const int stop = Substitute(k, k, lambda, y);
         if (stop < 0) {
-            if (IsGood(k, lambda, y)) return;
+            if (T_.HasEigenvector(k, lambda, y)) return;
         } else {
             switch (chains_.Extend(k, stop)) {
                 case ChainSolver::Outcome::kGeneralized:
@@ -127,7 +126,7 @@ class SchurVectors {
         };
         begin();
         Substitute(k, k + 1, lambda, y.data());
-        if (!IsGood(k + 1, lambda, y.data())) {
+        if (!T_.HasEigenvector(k + 1, lambda, y.data())) {
             begin();
             SubstituteWithTinyPivots(k, k + 1, lambda, y.data());
         }
@@ -218,16 +217,6 @@ class SchurVectors {
     static void AvoidOverflow(int first, int last, double t, V* y) {
         if (t * kUnit * t > 1.0)
             for (int i = first; i <= last; ++i) y[i] /= t;
-    }
-
-    template <typename V>
-    bool IsGood(int last, const V& lambda, const V* y) const {
-        double size = 0.0;
-        for (int i = 0; i <= last; ++i) size = std::max(size, LargerPart(y[i]));
-        const double bound = kPoorResidual * T_.Norm() * size;
-        for (int i = 0; i <= last; ++i)
-            if (!(LargerPart(T_.Residual(i, last, lambda, y)) <= bound)) return false;
-        return true;
     }
 };
 
