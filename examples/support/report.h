@@ -41,10 +41,11 @@ class Report {
               std::abs(reference), bound);
     }
 
-    /// Two curves over the same points. The error is the largest difference relative to the
-    /// largest reference, so that a curve may pass near zero.
-    void CheckCurve(const std::string& name, const std::vector<std::complex<double>>& computed,
-                    const std::vector<std::complex<double>>& reference, double bound) {
+    /// Two real or complex curves over the same points. The error is the largest difference
+    /// relative to the largest reference, so that a curve may pass near zero.
+    template <typename T>
+    void CheckCurve(const std::string& name, const std::vector<T>& computed,
+                    const std::vector<T>& reference, double bound) {
         const bool sameSize = computed.size() == reference.size() && !computed.empty();
         double difference = sameSize ? 0.0 : std::nan(""), largest = 0.0;
         for (std::size_t k = 0; sameSize && k < computed.size(); ++k) {
