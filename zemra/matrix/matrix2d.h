@@ -25,11 +25,13 @@ class Matrix2D : public Matrix {
     Matrix2D(int nrows, int ncols, const T* a) : Matrix2D(nrows, ncols) {
         for (int i = 0; i < nrows; ++i, a += ncols) std::copy_n(a, ncols, Row(i).Data());
     }
-    /// Dense copy of a sparse matrix. Every element costs two linear searches.
+    /// Dense copy of a sparse matrix. Every element costs a linear search of its row.
     explicit Matrix2D(const MatrixSparse2D<double>& s) requires std::same_as<T, double>
         : Matrix2D(s.Size(0), s.Size(1)) {
-        for (int i = 0; i < nrows_; ++i)
-            for (int j = 0; j < ncols_; ++j) (*this)(i, j) = s(i, j);
+        for (int i = 0; i < nrows_; ++i) {
+            const MatrixSparse1D<double>& row = s(i);
+            for (int j = 0; j < ncols_; ++j) (*this)(i, j) = row(j);
+        }
     }
 
     Matrix2D(const Matrix2D&) = default;
