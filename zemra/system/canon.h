@@ -57,8 +57,11 @@ class Canon {
     Matrix2D<double> C_;
     Matrix2D<double> D_;
 
-    void doCanon(const EigenProblem& eigen);
-    void doModes(int nModes, const int* modes, const EigenProblem& eigen);
+    void doCanon(const Matrix2D<double>& A, const Matrix2D<double>& B,
+                 const Matrix2D<double>& C, const EigenProblem& eigen);
+    void doModes(const Matrix2D<double>& A, const Matrix2D<double>& B,
+                 const Matrix2D<double>& C, int nModes, const int* modes,
+                 const EigenProblem& eigen);
 };
 
 }  // namespace ZEMRA::Vibration

@@ -55,30 +55,36 @@ class ForceSystemMS : public ForceSystem {
     void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override;
 
   private:
-    /// A mode as the band needs it: a real eigenvalue a, or a ± jb where b ≠ 0.
+    /// A real eigenvalue a, or a ± jb where b ≠ 0.
     struct Mode {
         int row;
         double a;
         double b;
         int predecessor;  // row of the previous member of its chain, or its own
+
+        bool IsPair() const { return b != 0.0; }
+        int States() const { return IsPair() ? 2 : 1; }
     };
 
     EigenProblem eigen_;
     MatrixSparse2D<double> A_;
     mutable Matrix2D<double> denseA_;  // made when first asked for
     std::vector<Mode> modes_;          // in the order of their rows
-    std::vector<char> pairs_;          // per column: whether a pair begins there
-    int stride_ = 3;
+    int stride_ = 3;                   // 5 where there are chains
     // Row r of (j·w·I − A)⁻¹ from column r − 1 on: stride_ entries, all others are zero.
     std::vector<Complex> band_;
 
     void ReadModes();
     int Predecessor(int row, bool pair) const;
+    /// n for a mode beyond the last.
     int ModeNumberToColumn(int mode) const override;
     bool ComplexMode(int column) const override;
+
     void SetSIA_inv(double w);
-    void SetSIAB(Matrix2D<Complex>& H) const;
+    void SetReal(const Mode& mode, double w);
+    void SetPair(const Mode& mode, double w);
     Complex& Band(int row, int column);
+    void SetSIAB(Matrix2D<Complex>& H) const;
 };
 
 }  // namespace ZEMRA::Vibration

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <algorithm>
+
+#include "tests/support/reference.h"
+#include "tests/support/systems.h"
+
+namespace ZEMRA::Vibration::tests {
+
+/// The largest error relative to the largest element.
+inline double RelativeError(const Eigen::MatrixXcd& expected, const Eigen::MatrixXcd& actual) {
+    return (actual - expected).cwiseAbs().maxCoeff() / expected.cwiseAbs().maxCoeff();
+}
+
+/// Frequencies from the quasi-static range to beyond the largest eigenvalue.
+inline std::vector<double> AcrossTheModes(const Model& model) {
+    const double largest = model.A.eigenvalues().cwiseAbs().maxCoeff();
+    return {0.003 * largest, 0.07 * largest, 0.31 * largest, 0.93 * largest, -2.7 * largest};
+}
+
+/// How far a modal form may be from the definition: the rounding of A's elements, amplified by
+/// the condition number of its vectors. Below 1e6 the accuracy that is asked for.
+inline double ModalTolerance(const EigenProblem& eigen) {
+    const Eigen::JacobiSVD<Eigen::MatrixXd> svd(ToEigen(eigen.MatrixV()));
+    const double condition = svd.singularValues()(0) / svd.singularValues().tail<1>()(0);
+    return condition < 1e6 ? 1e-9 : 50 * std::numeric_limits<double>::epsilon() * condition;
+}
+
+/// The first eigenvalue of each mode.
+inline std::vector<int> FirstEigenvalues(const EigenProblem& eigen) {
+    std::vector<int> firsts;
+    for (int i = 0; i < eigen.Eigenvalues(); ++i)
+        if (eigen.Eigenvalue(i).imag() >= 0) firsts.push_back(i);
+    return firsts;
+}
+
+/// The vector of eigenvalue i as columns: real part and, of a pair, imaginary part.
+inline Eigen::MatrixXd VectorColumns(const EigenProblem& eigen, int i) {
+    const auto element = [&](Eigen::Index j) {
+        return eigen.Eigenvector(i, static_cast<int>(j));
+    };
+    const Eigen::VectorXcd v = Eigen::VectorXcd::NullaryExpr(eigen.Eigenvalues(), element);
+    Eigen::MatrixXd columns(v.size(), eigen.Eigenvalue(i).imag() == 0 ? 1 : 2);
+    columns.col(0) = v.real();
+    if (columns.cols() == 2) columns.col(1) = v.imag();
+    return columns;
+}
+
+}  // namespace ZEMRA::Vibration::tests

@@ -1,0 +1,198 @@
+#include <gmock/gmock.h>
+
+#include <set>
+
+#include "tests/support/captured_messages.h"
+#include "tests/support/error_text.h"
+#include "tests/support/modal_reference.h"
+
+namespace ZEMRA::Vibration::tests {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Pair;
+
+using Frequencies = Matrix1D<double>;
+
+Frequencies Vector(const std::vector<double>& w) {
+    return Frequencies(static_cast<int>(w.size()), w.data());
+}
+
+Eigen::MatrixXcd TransferFunction(System& system, double w) {
+    return ToEigen(system.TransferFunction(Vector({w})).Slot(0));
+}
+
+class ModalForm : public testing::TestWithParam<Model> {
+  protected:
+    CapturedMessages messages_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Models, ModalForm, testing::ValuesIn(ModalModels()),
+                         [](const auto& model) { return model.param.name; });
+
+TEST_P(ModalForm, AnswersDisplacementsVelocitiesAndAccelerationsAsDefined) {
+    const Model model = WithMotions(GetParam());
+    Modal modal(model);
+    const auto half = model.A.rows() / 2;
+    for (const double w : AcrossTheModes(model)) {
+        const Reference reference(model, w);
+        const Eigen::MatrixXcd H = TransferFunction(modal.system, w);
+        for (int motion = 0; motion < 3; ++motion)
+            EXPECT_LE(RelativeError(reference.H.middleRows(motion * half, half),
+                                    H.middleRows(motion * half, half)),
+                      ModalTolerance(modal.eigen))
+                << "motion " << motion << " at " << w;
+    }
+    EXPECT_THAT(messages_.Take(), Not(Contains(Pair('w', HasSubstr("state-space")))));
+}
+
+TEST_P(ModalForm, SharesAResponseAmongItsModes) {
+    const Model& model = GetParam();
+    Modal modal(model);
+    const Matrix2D<double>& C = modal.canon.C();
+    const Frequencies w = Vector(AcrossTheModes(model));
+    const Matrix3D<Complex> H = modal.system.TransferFunction(w);
+    const Matrix3D<Complex> q = modal.system.MCT(w, false);
+    const std::vector<int> firsts = FirstEigenvalues(modal.eigen);
+    for (int k = 0; k < w.Size(0); ++k) {
+        const auto factors = Elements(modal.system.MPF(0, 1, k, -1, w, false));
+        ASSERT_EQ(factors.size(), firsts.size());
+        Complex sum = model.D(1, 0);
+        double size = std::abs(sum);
+        for (std::size_t mode = 0; mode < factors.size(); ++mode) {
+            const int c = firsts[mode];
+            Complex part = C(1, c) * q(k, c, 0);
+            if (modal.eigen.Eigenvalue(c).imag() != 0) part += C(1, c + 1) * q(k, c + 1, 0);
+            EXPECT_EQ(factors[mode], part);
+            EXPECT_EQ(modal.system.MPF(0, 1, k, static_cast<int>(mode), w, false)(0), part);
+            sum += part;
+            size += std::abs(part);
+        }
+        EXPECT_LE(std::abs(sum - H(k, 1, 0)), 1e-14 * size) << w(k);
+        const int beyond = static_cast<int>(factors.size());
+        EXPECT_EQ(modal.system.MPF(0, 1, k, beyond, w, false)(0), 0.0);
+    }
+}
+
+// Keeping some modes means x = T·q with the equations multiplied by T's left inverse. The span
+// of T is what counts: another basis of it gives the same answers.
+TEST_P(ModalForm, OfSomeModesIsTheProjectionOnTheirVectors) {
+    const Model model = WithMotions(GetParam());
+    const EigenProblem eigen = Modal::Solved(model);
+    const std::vector<int> firsts = FirstEigenvalues(eigen);
+    const int last = static_cast<int>(firsts.size()) - 1;
+    // A chain is kept whole or by its head.
+    for (const std::set<int>& some :
+         {std::set<int>{0}, {0, 1}, {last}, {0, 1, last / 2 + 1, last}}) {
+        std::vector<int> modes(some.begin(), some.upper_bound(last));
+        Eigen::MatrixXd T(model.A.rows(), 0);
+        for (const int mode : modes) {
+            const auto v = VectorColumns(eigen, firsts[static_cast<std::size_t>(mode)]);
+            T.conservativeResize(Eigen::NoChange, T.cols() + v.cols());
+            T.rightCols(v.cols()) = v;
+        }
+        const Eigen::MatrixXd inverse = T.completeOrthogonalDecomposition().pseudoInverse();
+        const Model projected{"", inverse * model.A * T, inverse * model.B, model.C * T,
+                              model.D};
+        Modal modal(model, modes);
+        for (const double w : AcrossTheModes(model))
+            EXPECT_LE(
+                RelativeError(Reference(projected, w).H, TransferFunction(modal.system, w)),
+                1e-9)
+                << testing::PrintToString(modes) << " at " << w;
+    }
+}
+
+TEST_P(ModalForm, IsCopiedWhole) {
+    Modal modal(GetParam());
+    EXPECT_EQ(ToEigen(modal.system.ABCDMatrix('A')),
+              ToEigen(Matrix2D<double>(modal.canon.A())));
+    const Eigen::MatrixXcd expected = TransferFunction(modal.system, 3);
+    const auto copy = modal.system.Copy();
+    TransferFunction(modal.system, 0.2);
+    EXPECT_EQ(TransferFunction(*copy, 0.2), TransferFunction(modal.system, 0.2));
+    EXPECT_EQ(TransferFunction(*copy, 3), expected);
+    for (const char which : {'A', 'B', 'C', 'D'})
+        EXPECT_EQ(ToEigen(copy->ABCDMatrix(which)), ToEigen(modal.system.ABCDMatrix(which)));
+    const auto* const same = dynamic_cast<const ForceSystemMS*>(copy.get());
+    ASSERT_TRUE(same);
+    EXPECT_EQ(same->Eigen().Eigenvalues(), GetParam().A.rows());
+    EXPECT_EQ(same->AMatrix().Size(0), GetParam().A.rows());
+}
+
+// The inner models of a system with prescribed motion: neither actuators nor eigen problem.
+struct Bare : ForceSystemMS {
+    Bare(const MatrixSparse2D<double>& A, const Matrix2D<double>& B, const Matrix2D<double>& C,
+         const Matrix2D<double>& D)
+        : ForceSystemMS(0, A, B, C, D) {}
+};
+
+TEST_P(ModalForm, FindsItsChainsInTheStateMatrixToo) {
+    Modal modal(GetParam());
+    Bare bare(modal.canon.A(), modal.canon.B(), modal.canon.C(), modal.canon.D());
+    for (const double w : {0.0, 0.3, 5.0})
+        EXPECT_EQ(TransferFunction(bare, w), TransferFunction(modal.system, w)) << w;
+    EXPECT_EQ(bare.Eigen().Eigenvalues(), 0);
+}
+
+// A rigid body at rest: the inverse of (s, −1; 0, s) at s = 0 is (1e30, 1e99; 0, 1e30).
+TEST(ForceSystemMS, GivesARigidBodyAFiniteResponseAtZeroFrequency) {
+    CapturedMessages messages;
+    for (const Model& model : {FreeMass(), FreeChain(3), FreeChain(5)}) {
+        Modal modal(model);
+        ASSERT_EQ(modal.eigen.Defective(1), 0) << model.name;
+        const auto& q = modal.system.MCT(Vector({0}), false);
+        const Matrix2D<double>& B = modal.canon.B();
+        for (int j = 0; j < B.Size(1); ++j) {
+            EXPECT_EQ(q(0, 0, j), Complex(1e30 * B(0, j) + 1e99 * B(1, j))) << model.name;
+            EXPECT_EQ(q(0, 1, j), Complex(1e30 * B(1, j))) << model.name;
+        }
+    }
+}
+
+// By hand: 1/(jw + 1) of a real mode, and of a pair −0.1 ± 5j with the block as it is stored,
+// (jw + 0.1, 5; −5, jw + 0.1)⁻¹.
+TEST(ForceSystemMS, InvertsItsBlocksInClosedForm) {
+    const int rows[] = {0, 1, 1, 2, 2, 3}, columns[] = {0, 1, 2, 1, 2, 3};
+    const double values[] = {-1, -0.1, -5, 5, -0.1, -7};
+    const Matrix2D<double> I = ToCore(Eigen::MatrixXd::Identity(4, 4)), zero(4, 4);
+    Bare model(MatrixSparse2D<double>(4, 4, 6, rows, columns, values), I, I, zero);
+    for (const double w : {0.0, 2.0, 5.0}) {
+        const Complex s(0.1, w), determinant = s * s + 25.0;
+        Eigen::MatrixXcd expected = Eigen::MatrixXcd::Zero(4, 4);
+        expected(0, 0) = 1.0 / Complex(1, w);
+        expected(1, 1) = expected(2, 2) = s / determinant;
+        expected(1, 2) = -5.0 / determinant;
+        expected(2, 1) = 5.0 / determinant;
+        expected(3, 3) = 1.0 / Complex(7, w);
+        EXPECT_LE(RelativeError(expected, TransferFunction(model, w)), 1e-14) << w;
+    }
+}
+
+TEST(ForceSystemMS, RefusesSizesAndLettersAsTheStateSpaceFormDoes) {
+    const MatrixSparse2D<double> A(2, 2, 0, nullptr, nullptr, nullptr);
+    EXPECT_EQ(ErrorText([&] {
+                  Bare(A, {3, 1}, {1, 2}, {1, 1});
+              }),
+              "ABCD Matrix size error.\n  The number of rows and columns of ABCD must match.\n"
+              "   A: 2 x 2\n   B: 3 x 1\n   C: 1 x 2\n   D: 1 x 1 \n");
+    const Bare model(A, {2, 1}, {1, 2}, {1, 1});
+    EXPECT_EQ(ErrorText([&] { model.ABCDMatrix('a'); }),
+              "Invalid matrix option [a] must be A, B, C, or D.\n");
+}
+
+TEST(ForceSystemMS, RebuildsADenseMatrixOfOneStateAfterACopy) {
+    const int zero = 0;
+    const double lambda = -3;
+    const Matrix2D<double> one(1, 1, 1.0);
+    const Bare model(MatrixSparse2D<double>(1, 1, 1, &zero, &zero, &lambda), one, one, one);
+    EXPECT_EQ(model.ABCDMatrix('A')(0, 0), -3);
+    EXPECT_EQ(Bare(model).ABCDMatrix('A')(0, 0), -3);
+}
+
+}  // namespace
+}  // namespace ZEMRA::Vibration::tests

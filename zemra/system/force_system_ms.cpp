@@ -1,0 +1,142 @@
+#include "zemra/system/force_system_ms.h"
+
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+#include "zemra/matrix/kernels.h"
+#include "zemra/system/abcd.h"
+
+namespace ZEMRA::Vibration {
+namespace {
+
+// The states of a rigid body at zero frequency, where they are infinite: of the body's own
+// coordinate and of its coupling to the one it drives.
+constexpr double kRigidBody = 1e30;
+constexpr double kRigidBodyCoupling = 1e99;
+
+}  // namespace
+
+ForceSystemMS::ForceSystemMS(double time, const MatrixSparse2D<double>& A,
+                             const Matrix2D<double>& B, const Matrix2D<double>& C,
+                             const Matrix2D<double>& D,
+                             const Matrix1D<const Vibration::Actuator*>& actuators,
+                             const EigenProblem& eigen)
+    : ForceSystem(time, B, C, D, actuators), eigen_(eigen), A_(A) {
+    CheckABCDSizes(A_, B_, C_, D_);
+    ReadModes();
+}
+
+ForceSystemMS::ForceSystemMS(double time, const MatrixSparse2D<double>& A,
+                             const Matrix2D<double>& B, const Matrix2D<double>& C,
+                             const Matrix2D<double>& D)
+    : ForceSystem(time, B, C, D), A_(A) {
+    CheckABCDSizes(A_, B_, C_, D_);
+    ReadModes();
+}
+
+ForceSystemMS::ForceSystemMS(const ForceSystemMS& other)
+    : ForceSystem(other),
+      eigen_(other.eigen_),
+      A_(other.A_),
+      modes_(other.modes_),
+      stride_(other.stride_) {}
+
+const Matrix2D<double>& ForceSystemMS::ABCDMatrix(char which) const {
+    if (which != 'A') return BCDMatrix(which);
+    if (denseA_.Size(0) != A_.Size(0)) denseA_ = Matrix2D<double>(A_);
+    return denseA_;
+}
+
+// Taken from the sparse matrix once: a lookup there is a search.
+void ForceSystemMS::ReadModes() {
+    const int n = A_.Size(0);
+    for (int i = 0; i < n; i += modes_.back().States()) {
+        const double b = i + 1 < n ? -A_(i + 1, i) : 0.0;
+        const int predecessor = Predecessor(i, b != 0.0);
+        modes_.push_back({i, A_(i, i), b, predecessor});
+        if (predecessor != i) stride_ = 5;
+    }
+}
+
+// Links join neighbours of one kind; the band has no place for others.
+int ForceSystemMS::Predecessor(int row, bool pair) const {
+    if (modes_.empty() || modes_.back().IsPair() != pair) return row;
+    const int previous = modes_.back().row;
+    const bool linked = eigen_.Eigenvalues() == A_.Size(0) ? eigen_.Defective(row) == previous
+                                                           : !pair && A_(previous, row) != 0.0;
+    return linked ? previous : row;
+}
+
+int ForceSystemMS::ModeNumberToColumn(int mode) const {
+    const auto number = static_cast<std::size_t>(mode);
+    return number < modes_.size() ? modes_[number].row : A_.Size(0);
+}
+
+bool ForceSystemMS::ComplexMode(int column) const {
+    const auto mode = std::lower_bound(modes_.begin(), modes_.end(), column,
+                                       [](const Mode& m, int c) { return m.row < c; });
+    return mode != modes_.end() && mode->row == column && mode->IsPair();
+}
+
+void ForceSystemMS::FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) {
+    SetSIA_inv(w);
+    Matrix2D<Complex> X(A_.Size(0), B_.Size(1));
+    SetSIAB(X);
+    H = statesOnly ? std::move(X) : OutputsOf(X);
+}
+
+Complex& ForceSystemMS::Band(int row, int column) {
+    const int slot = column - (row - 1);
+    assert(slot >= 0 && slot < stride_);
+    return band_[static_cast<std::size_t>(row) * static_cast<std::size_t>(stride_) +
+                 static_cast<std::size_t>(slot)];
+}
+
+void ForceSystemMS::SetSIA_inv(double w) {
+    // Every frequency writes the same entries; all others stay zero.
+    band_.resize(static_cast<std::size_t>(A_.Size(0)) * static_cast<std::size_t>(stride_));
+    for (const Mode& mode : modes_) {
+        if (mode.IsPair())
+            SetPair(mode, w);
+        else
+            SetReal(mode, w);
+    }
+}
+
+void ForceSystemMS::SetReal(const Mode& mode, double w) {
+    const auto [i, a, b, k] = mode;
+    const bool singular = a == 0.0 && w == 0.0;
+    const Complex d = singular ? kRigidBody : 1.0 / Complex(-a, w);
+    Band(i, i) = d;
+    if (k != i) Band(k, i) = singular ? kRigidBodyCoupling : Product(d, d);
+}
+
+void ForceSystemMS::SetPair(const Mode& mode, double w) {
+    const auto [i, a, b, k] = mode;
+    const Complex den(a * a + b * b - w * w, -2.0 * a * w);
+    const Complex p = Complex(-a, w) / den;
+    const Complex q = b / den;
+    Band(i, i) = Band(i + 1, i + 1) = p;
+    Band(i, i + 1) = q;
+    Band(i + 1, i) = -q;
+    if (k == i) return;
+
+    // (p, q; −q, p) squared, the block that couples a follower to its predecessor.
+    const Complex e = Product(p, p) - Product(q, q);
+    const Complex f = 2.0 * Product(p, q);
+    Band(k, i) = Band(k + 1, i + 1) = e;
+    Band(k, i + 1) = f;
+    Band(k + 1, i) = -f;
+}
+
+void ForceSystemMS::SetSIAB(Matrix2D<Complex>& H) const {
+    const int n = A_.Size(0);
+    const Complex* band = band_.data();
+    for (int r = 0; r < n; ++r, band += stride_)
+        for (int e = 0; e < stride_; ++e)
+            if (const int column = r - 1 + e; column >= 0 && column < n)
+                AddScaled(B_.Size(1), band[e], B_.Row(column).Data(), H.Row(r).Data());
+}
+
+}  // namespace ZEMRA::Vibration
