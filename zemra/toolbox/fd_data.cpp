@@ -11,6 +11,7 @@ namespace {
 
 constexpr char kFourColumns[] =
     "ZmAPI_ToolBox::FDElementID: Data must have four columns not %d.";
+constexpr char kNotReal[] = "ZmAPI_ToolBox::FDElementID: Data must be a real matrix.";
 constexpr char kNoRows[] = "ZmAPI_ToolBox::FDElementID: Data must have at least one row.";
 constexpr char kNotFinite[] =
     "ZmAPI_ToolBox::FDElementID: Row %d gives no finite stiffness and frequency.";
@@ -36,13 +37,15 @@ struct Coefficients {
 
 }  // namespace
 
-FDData::FDData(const Matrix2D<double>& rows) {
-    if (rows.Size(1) != 4) throw Error(kFourColumns) << rows.Size(1);
-    if (rows.Size(0) == 0) throw Error(kNoRows);
-    omega_ = Matrix1D<double>(rows.Size(0));
-    H_ = Matrix1D<Complex>(rows.Size(0));
+FDData::FDData(const Matrix& data) {
+    if (data.Size(1) != 4) throw Error(kFourColumns) << data.Size(1);
+    const auto* const rows = dynamic_cast<const Matrix2D<double>*>(&data);
+    if (!rows) throw Error(kNotReal);
+    if (rows->Size(0) == 0) throw Error(kNoRows);
+    omega_ = Matrix1D<double>(rows->Size(0));
+    H_ = Matrix1D<Complex>(rows->Size(0));
     for (int j = 0; j < Points(); ++j) {
-        const double* const row = rows.Row(j).Data();
+        const double* const row = rows->Row(j).Data();
         const double magnitude = row[2] / row[0];
         const double phase = row[3] / kDegrees;
         omega_(j) = kTwoPi * row[1];

@@ -10,14 +10,15 @@ namespace ZEMRA::Vibration {
 /// Measured complex stiffness over angular frequency, one point a row.
 class FDData {
   public:
-    /// From N × 4 rows (a, f, b, phase): the stiffness b/a at the phase (degrees), the
-    /// frequency f in Hz.
+    /// From a real N × 4 matrix of rows (a, f, b, phase): the stiffness b/a at the phase
+    /// (degrees), the frequency f in Hz.
     ///
     /// Throws Error "ZmAPI_ToolBox::FDElementID: Data must have four columns not %d.",
+    /// "ZmAPI_ToolBox::FDElementID: Data must be a real matrix.",
     /// "ZmAPI_ToolBox::FDElementID: Data must have at least one row." and
     /// "ZmAPI_ToolBox::FDElementID: Row %d gives no finite stiffness and frequency.", rows
     /// counting from 0.
-    explicit FDData(const Matrix2D<double>& rows);
+    explicit FDData(const Matrix& data);
 
     int Points() const { return omega_.Size(0); }
     const Matrix1D<double>& Omega() const { return omega_; }

@@ -48,6 +48,45 @@ class ZM_API ZmAPI_ToolBox : public ZmAPI {
     static ZmAPI_Matrix PSD(const ZmAPI_Matrix& data, eWindow window, int nSegments,
                             int nOverlap);
 
+    /// The complex dynamic stiffness of a frequency-dependent element (a bushing, a mount) at
+    /// the n angular frequencies omega, a real vector in rad/s:
+    ///
+    ///   H(w) = K0 + iwC0 + (K1 + iwC1)·(K2 + iwC2) / ((K1 + K2) + iw(C1 + C2))
+    ///
+    /// a spring K0 and a damper C0 in parallel with two spring-damper pairs in series; pairs of
+    /// zeros are absent. A complex vector of n values; with magnitudePhase a real n × 2 matrix,
+    /// a magnitude and a phase in degrees a row. Stiffness is in the unit of K0, C0 in that
+    /// unit times a second. For any other omega the error that Value(int) gives is printed and
+    /// the result is a 1 × 1 zero.
+    static ZmAPI_Matrix FDEvaluate(double K0, double C0, double K1, double C1, double K2,
+                                   double C2, const ZmAPI_Matrix& omega, bool magnitudePhase);
+
+    /// The same for E elements, E the size of K0; element e has the e-th value of each real
+    /// vector. A complex n × E matrix, column e for element e; with magnitudePhase a real
+    /// n × 2E matrix, columns 2e and 2e + 1 for its magnitude and phase. For a parameter that
+    /// is no real vector, or has fewer than E values, the error that Value(int) gives is
+    /// printed and the result is a 1 × 1 zero.
+    static ZmAPI_Matrix FDEvaluate(ZmAPI_Matrix& K0, ZmAPI_Matrix& C0, ZmAPI_Matrix& K1,
+                                   ZmAPI_Matrix& C1, ZmAPI_Matrix& K2, ZmAPI_Matrix& C2,
+                                   const ZmAPI_Matrix& omega, bool magnitudePhase);
+
+    /// The element that fits measured stiffness best, in the sum of |H − measured|²: a real
+    /// vector K0, C0, K1, C1, K2, C2 for FDEvaluate.
+    ///
+    /// Each row of data, a real matrix, is one measurement: a divisor a (a displacement, or 1),
+    /// the frequency in Hz, a magnitude b (a force), a phase in degrees; the stiffness is b/a
+    /// at that phase. Rows are best in ascending order of frequency: the starting values take
+    /// the first rows for the lowest and the last row for the highest. The parameters are not
+    /// unique: compare elements by their stiffness.
+    ///
+    /// A printed error is answered with six zeros:
+    /// "ZmAPI_ToolBox::FDElementID: Data must have four columns not %d.",
+    /// "ZmAPI_ToolBox::FDElementID: Data must be a real matrix.",
+    /// "ZmAPI_ToolBox::FDElementID: Data must have at least one row.",
+    /// "ZmAPI_ToolBox::FDElementID: Row %d gives no finite stiffness and frequency.",
+    /// "ZmAPI_ToolBox::FDElementID: No element with a finite error was found.".
+    static ZmAPI_Matrix FDElementID(const ZmAPI_Matrix& data);
+
     /// The frequency of line index of a transform of nPoints samples dt apart:
     /// index/(nPoints·dt), in Hz for dt in seconds; times 2π, in rad/s, without hertz. Not
     /// finite when nPoints·dt is 0.
