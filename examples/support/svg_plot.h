@@ -24,6 +24,7 @@ struct Axis {
 struct Curve {
     std::string name;
     std::vector<double> x, y;
+    bool points = false;  // shown as dots, not joined
 };
 
 /// One axis of a plot: maps values to pixels and chooses the ticks.
@@ -261,8 +262,19 @@ class SvgPlot {
                "' stroke-dasharray='" + style.dashes + "'";
     }
 
+    static void WriteDot(std::ostream& out, double x, double y, int i) {
+        out << "<circle clip-path='url(#frame)' r='4' cx='" << x << "' cy='" << y << "' fill='"
+            << kStyles[static_cast<std::size_t>(i) % kStyles.size()].colour << "'/>\n";
+    }
+
     void WriteCurve(std::ostream& out, int i, const Scale& x, const Scale& y) const {
         const Curve& curve = curves_[static_cast<std::size_t>(i)];
+        if (curve.points) {
+            for (std::size_t k = 0; k < std::min(curve.x.size(), curve.y.size()); ++k)
+                if (x.CanShow(curve.x[k]) && y.CanShow(curve.y[k]))
+                    WriteDot(out, x.Pixel(curve.x[k]), y.Pixel(curve.y[k]), i);
+            return;
+        }
         out << "<path clip-path='url(#frame)' " << Stroke(i) << " d='";
         char command = 'M';  // starts a line; 'L' goes on with it
         for (std::size_t k = 0; k < std::min(curve.x.size(), curve.y.size()); ++k) {
@@ -284,7 +296,10 @@ class SvgPlot {
             const int row = i / perRow;
             const double x = kLeft + slot * (i % perRow);
             const int y = kTitleBase + 28 + kLegendRow * row;
-            WriteLine(out, x, y, x + kLegendLine, y, Stroke(i));
+            if (curve.points)
+                WriteDot(out, x + 0.5 * kLegendLine, y, i);
+            else
+                WriteLine(out, x, y, x + kLegendLine, y, Stroke(i));
             WriteText(out, x + kLegendLine + 8, y + 5, "start", Escaped(curve.name));
             ++i;
         }
