@@ -46,7 +46,7 @@ Matrix2D<T> FromRows(const Table<T>& rows) {
 
 template <typename T>
 auto ToEigen(const Matrix2D<T>& m) {
-    using Dense = Eigen::Matrix<T, Eigen::Dynamic, Eigen::Dynamic>;
+    using Dense = ::Eigen::Matrix<T, ::Eigen::Dynamic, ::Eigen::Dynamic>;
     return Dense(Dense::NullaryExpr(m.Size(0), m.Size(1), m));
 }
 

@@ -11,33 +11,33 @@ namespace ZEMRA::Vibration::tests {
 /// A model in first-order form, ẋ = A·x + B·u, y = C·x + D·u.
 struct Model {
     std::string name;
-    Eigen::MatrixXd A, B, C, D;
+    ::Eigen::MatrixXd A, B, C, D;
 };
 
 inline void PrintTo(const Model& model, std::ostream* out) { *out << model.name; }
 
-inline Matrix2D<double> ToCore(const Eigen::MatrixXd& m) {
+inline Matrix2D<double> ToCore(const ::Eigen::MatrixXd& m) {
     return Generate<double>(static_cast<int>(m.rows()), static_cast<int>(m.cols()), m);
 }
 
 /// M·q̈ + R·q̇ + K·q = F·u with the states (q, q̇) and the outputs (P·q, P·q̈).
-inline Model SecondOrder(const std::string& name, const Eigen::MatrixXd& M,
-                         const Eigen::MatrixXd& R, const Eigen::MatrixXd& K,
-                         const Eigen::MatrixXd& F, const Eigen::MatrixXd& P) {
-    const Eigen::Index n = M.rows();
-    const Eigen::MatrixXd mobility = M.inverse(), I = Eigen::MatrixXd::Identity(n, n);
-    Eigen::MatrixXd A(2 * n, 2 * n), B(2 * n, F.cols()), C(2 * P.rows(), 2 * n);
+inline Model SecondOrder(const std::string& name, const ::Eigen::MatrixXd& M,
+                         const ::Eigen::MatrixXd& R, const ::Eigen::MatrixXd& K,
+                         const ::Eigen::MatrixXd& F, const ::Eigen::MatrixXd& P) {
+    const ::Eigen::Index n = M.rows();
+    const ::Eigen::MatrixXd mobility = M.inverse(), I = ::Eigen::MatrixXd::Identity(n, n);
+    ::Eigen::MatrixXd A(2 * n, 2 * n), B(2 * n, F.cols()), C(2 * P.rows(), 2 * n);
     A << 0 * I, I, -mobility * K, -mobility * R;
     B << 0 * F, mobility * F;
     C << P, 0 * P, P * A.bottomRows(n);
-    Eigen::MatrixXd D(C.rows(), F.cols());
+    ::Eigen::MatrixXd D(C.rows(), F.cols());
     D << 0 * P * F, P * mobility * F;
     return {name, A, B, C, D};
 }
 
 /// A unit mass on a spring k and a damper c.
 inline Model Oscillator(double k, double c) {
-    const auto scalar = [](double x) { return Eigen::MatrixXd::Constant(1, 1, x); };
+    const auto scalar = [](double x) { return ::Eigen::MatrixXd::Constant(1, 1, x); };
     return SecondOrder("Oscillator", scalar(1), scalar(c), scalar(k), scalar(1), scalar(1));
 }
 
@@ -50,14 +50,14 @@ inline Model FreeMass() {
 /// Heave (m) and pitch (rad) of a car's body and its two wheels. Inputs: the forces at the
 /// wheels; outputs: the body's centre and its points above the axles. In SI units.
 inline Model HalfCar() {
-    const Eigen::RowVector4d centre(1, 0, 0, 0), front(1, -1.40, 0, 0), rear(1, 1.47, 0, 0);
-    const Eigen::RowVector4d frontWheel(0, 0, 1, 0), rearWheel(0, 0, 0, 1);
-    const Eigen::RowVector4d f = front - frontWheel, r = rear - rearWheel;
-    const Eigen::Matrix4d M = Eigen::Vector4d(420, 1100, 53, 76).asDiagonal();
-    const Eigen::Matrix4d R = 1000 * (f.transpose() * f + r.transpose() * r);
-    const Eigen::Matrix4d tyres = Eigen::Vector4d(0, 0, 200000, 200000).asDiagonal();
-    const Eigen::Matrix4d K = 10000 * f.transpose() * f + 13000 * r.transpose() * r + tyres;
-    Eigen::MatrixXd F(4, 2), P(3, 4);
+    const ::Eigen::RowVector4d centre(1, 0, 0, 0), front(1, -1.40, 0, 0), rear(1, 1.47, 0, 0);
+    const ::Eigen::RowVector4d frontWheel(0, 0, 1, 0), rearWheel(0, 0, 0, 1);
+    const ::Eigen::RowVector4d f = front - frontWheel, r = rear - rearWheel;
+    const ::Eigen::Matrix4d M = ::Eigen::Vector4d(420, 1100, 53, 76).asDiagonal();
+    const ::Eigen::Matrix4d R = 1000 * (f.transpose() * f + r.transpose() * r);
+    const ::Eigen::Matrix4d tyres = ::Eigen::Vector4d(0, 0, 200000, 200000).asDiagonal();
+    const ::Eigen::Matrix4d K = 10000 * f.transpose() * f + 13000 * r.transpose() * r + tyres;
+    ::Eigen::MatrixXd F(4, 2), P(3, 4);
     F << frontWheel.transpose(), rearWheel.transpose();
     P << centre, front, rear;
     return SecondOrder("HalfCar", M, R, K, F, P);
@@ -65,9 +65,9 @@ inline Model HalfCar() {
 
 /// A spring chain with the first and the last mass as inputs and outputs.
 inline Model DampedChain(int n) {
-    const Eigen::MatrixXd A = ToEigen(SpringChain(n, 0.02)),
-                          I = Eigen::MatrixXd::Identity(n, n);
-    Eigen::MatrixXd ends(n, 2);
+    const ::Eigen::MatrixXd A = ToEigen(SpringChain(n, 0.02)),
+                            I = ::Eigen::MatrixXd::Identity(n, n);
+    ::Eigen::MatrixXd ends(n, 2);
     ends << I.leftCols(1), I.rightCols(1);
     return SecondOrder("DampedChain", I, -A.bottomRightCorner(n, n), -A.bottomLeftCorner(n, n),
                        ends, ends.transpose());
@@ -79,7 +79,8 @@ inline Model RandomDense(int n = 30) {
     const auto random = [](int nrows, int ncols, unsigned seed) {
         return ToEigen(RandomMatrix<double>(nrows, ncols, seed));
     };
-    const Eigen::MatrixXd shift = 1.5 * std::sqrt(n / 3.0) * Eigen::MatrixXd::Identity(n, n);
+    const ::Eigen::MatrixXd shift =
+        1.5 * std::sqrt(n / 3.0) * ::Eigen::MatrixXd::Identity(n, n);
     return {"RandomDense", random(n, n, 11) - shift, random(n, 3, 12), random(4, n, 13),
             random(4, 3, 14)};
 }
