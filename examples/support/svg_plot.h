@@ -263,16 +263,18 @@ class SvgPlot {
     }
 
     static void WriteDot(std::ostream& out, double x, double y, int i) {
-        out << "<circle clip-path='url(#frame)' r='4' cx='" << x << "' cy='" << y << "' fill='"
+        out << "<circle r='4' cx='" << x << "' cy='" << y << "' fill='"
             << kStyles[static_cast<std::size_t>(i) % kStyles.size()].colour << "'/>\n";
     }
 
     void WriteCurve(std::ostream& out, int i, const Scale& x, const Scale& y) const {
         const Curve& curve = curves_[static_cast<std::size_t>(i)];
         if (curve.points) {
+            out << "<g clip-path='url(#frame)'>\n";
             for (std::size_t k = 0; k < std::min(curve.x.size(), curve.y.size()); ++k)
                 if (x.CanShow(curve.x[k]) && y.CanShow(curve.y[k]))
                     WriteDot(out, x.Pixel(curve.x[k]), y.Pixel(curve.y[k]), i);
+            out << "</g>\n";
             return;
         }
         out << "<path clip-path='url(#frame)' " << Stroke(i) << " d='";
