@@ -8,6 +8,7 @@
 #include "zemra/api/zmapi_complex.h"
 #include "zemra/api/zmapi_eigen_problem.h"
 #include "zemra/api/zmapi_matrix.h"
+#include "zemra/api/zmapi_system.h"
 #include "zemra/api/zmapi_system_ss.h"
 #include "zemra/message/message.h"
 #include "zemra/toolbox/zmapi_toolbox.h"

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "zemra/api/core_values.h"
 #include "zemra/api/guarded.h"
 #include "zemra/api/model_dump.h"
 #include "zemra/api/zmapi_c.h"
@@ -20,9 +21,6 @@ namespace {
 
 constexpr char kNoMatrix[] = "Eigen solution: No matrix was given.";
 constexpr char kInterrupted[] = "Eigen solution: Interrupted: %s";
-constexpr double kPi = 3.141592653589793;
-
-double CyclesPerSecond(double w) { return w * 0.5 / kPi; }
 
 // The real part of the complex number x, or its imaginary part.
 using Part = double (*)(const std::complex<double>&);
@@ -83,8 +81,8 @@ void EigenSolution(int n, const double* a, double* wr, double* wi, double* z, in
         if (found != n) return;
         for (int i = 0; i < n; ++i) {
             const std::complex<double> lambda = problem.Eigenvalue(i);
-            if (wr) wr[i] = CyclesPerSecond(lambda.real());
-            const double cycles = CyclesPerSecond(lambda.imag());
+            if (wr) wr[i] = ToCycles(lambda.real());
+            const double cycles = ToCycles(lambda.imag());
             if (wi) wi[i] = cycles;
             if (cycles < 0) continue;  // written with its partner
             WriteVector(problem, i, Re, z, i);

@@ -1,5 +1,6 @@
 #include "zemra/api/system_queries.h"
 
+#include "zemra/api/core_values.h"
 #include "zemra/api/guarded.h"
 #include "zemra/api/index_check.h"
 
@@ -58,8 +59,7 @@ ZmAPI_Complex SystemQueries::PSD(int output, double w, double dw) const {
     if (!model_) return {};
     return Guarded(ZmAPI_Complex(), [&] {
         if (!CheckOCIndex(Operation("PSD"), *model_, output)) return ZmAPI_Complex();
-        const auto density = model_->PSD(output, w, dw);
-        return ZmAPI_Complex(density.real(), density.imag());
+        return ToHost(model_->PSD(output, w, dw));
     });
 }
 

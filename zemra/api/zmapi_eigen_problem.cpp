@@ -1,5 +1,6 @@
 #include "zemra/api/zmapi_eigen_problem.h"
 
+#include "zemra/api/core_values.h"
 #include "zemra/api/guarded.h"
 #include "zemra/eigen/eigen_problem.h"
 
@@ -9,7 +10,6 @@ using ZEMRA::Vibration::Matrix2D;
 namespace {
 
 constexpr char kNotDense[] = "ZmAPI_EigenProblem: Non dense matrix";
-constexpr double kPi = 3.141592653589793;
 
 // The problem of one dense matrix or of two; none, with a message, for anything else.
 template <typename... Handles>
@@ -54,17 +54,12 @@ int ZmAPI_EigenProblem::Defective(int i) const {
 
 ZmAPI_Complex ZmAPI_EigenProblem::Eigenvalue(int i, bool cycles) const {
     if (!problem_) return {};
-    const std::complex<double> lambda = problem_->Eigenvalue(i);
-    if (!cycles) return {lambda.real(), lambda.imag()};
-    return {lambda.real() * 0.5 / kPi, lambda.imag() * 0.5 / kPi};
+    return ToHost(problem_->Eigenvalue(i), cycles);
 }
 
 ZmAPI_Complex ZmAPI_EigenProblem::Eigenvector(int which, int i) const {
     if (!problem_) return {};
-    const auto component = [&]() -> ZmAPI_Complex {
-        const std::complex<double> v = problem_->Eigenvector(which, i);
-        return {v.real(), v.imag()};
-    };
+    const auto component = [&] { return ToHost(problem_->Eigenvector(which, i)); };
     return problem_->HasVectors() ? component() : Guarded(ZmAPI_Complex(), component);
 }
 

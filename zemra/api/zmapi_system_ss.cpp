@@ -1,48 +1,19 @@
 #include "zemra/api/zmapi_system_ss.h"
 
 #include "zemra/api/guarded.h"
+#include "zemra/api/model_builder.h"
 #include "zemra/api/model_dump.h"
 #include "zemra/api/system_queries.h"
 #include "zemra/system/compliance.h"
-#include "zemra/system/force_system_ss.h"
 
-using ZEMRA::Vibration::ForceSystemSS;
-using ZEMRA::Vibration::Matrix1D;
-using ZEMRA::Vibration::Matrix2D;
 using ZEMRA::Vibration::System;
 
 namespace {
 
-constexpr char kNotAForce[] =
-    "ZmAPI_SystemSS: Actuator %d is of type %c, only force actuators [F] are supported.";
+constexpr char kName[] = "ZmAPI_SystemSS";
 constexpr char kNoModel[] = "ZmAPI_SystemSS::GetSystem: No model";
 
-using CoreActuators = Matrix1D<const ZEMRA::Vibration::Actuator*>;
-
-const Matrix2D<double>* Dense(const ZmAPI_Matrix& m) {
-    return dynamic_cast<const Matrix2D<double>*>(&m.GetMatrix());
-}
-
-// The core actuators of the first n handles, or false when one is missing.
-bool Collect(int n, const ZmAPI_Actuator* const* handles, CoreActuators& actuators) {
-    if (!handles) return false;
-    actuators = CoreActuators(n);
-    for (int k = 0; k < n; ++k) {
-        actuators(k) = handles[k] ? handles[k]->GetActuator() : nullptr;
-        if (!actuators(k)) return false;
-    }
-    return true;
-}
-
-void RequireForces(const CoreActuators& actuators) {
-    for (int k = 0; k < actuators.Size(0); ++k)
-        if (const char type = actuators(k)->DVAType(); type != 'F')
-            throw ZEMRA::Vibration::Error(kNotAForce) << k << type;
-}
-
-SystemQueries Queries(const std::unique_ptr<System>& model) {
-    return {model.get(), "ZmAPI_SystemSS"};
-}
+SystemQueries Queries(const std::unique_ptr<System>& model) { return {model.get(), kName}; }
 
 }  // namespace
 
@@ -54,11 +25,10 @@ ZmAPI_SystemSS::ZmAPI_SystemSS(double time, const ZmAPI_Matrix& A, const ZmAPI_M
     const auto* const b = Dense(B);
     const auto* const c = Dense(C);
     const auto* const d = Dense(D);
-    CoreActuators list;
-    if (!a || !b || !c || !d || !Collect(b->Size(1), actuators, list)) return;
-    model_ = Guarded(std::unique_ptr<System>(), [&]() -> std::unique_ptr<System> {
-        RequireForces(list);
-        return std::make_unique<ForceSystemSS>(time, *a, *b, *c, *d, list);
+    if (!a || !b || !c || !d) return;
+    model_ = Guarded(std::unique_ptr<System>(), [&] {
+        return BuildStateSpaceModel(time, {*a, *b, *c, *d},
+                                    CollectActuators(kName, b->Size(1), actuators));
     });
 }
 

@@ -21,11 +21,13 @@ class System;
 class ZM_API ZmAPI_SystemSS : public ZmAPI {
   public:
     ///   time       the time of the linearisation, reported by Time()
-    ///   actuators  one per column of B, copied
+    ///   actuators  one per column of B, copied. With any that prescribes a motion, the last
+    ///              rows of C and D are, one for each of them in their order, the motions that
+    ///              they prescribe, and no outputs
     ///
-    /// There is no model when a matrix is not a dense real matrix or an actuator is missing or
-    /// empty (without a message), when the sizes do not fit ("ABCD Matrix size error. …"), or
-    /// when an actuator prescribes a motion. With the environment variable
+    /// There is no model when a matrix is not a dense real matrix (without a message), an
+    /// actuator is missing or empty ("ZmAPI_SystemSS: Actuator %d is missing.") or the sizes
+    /// do not fit ("ABCD Matrix size error. …"). With the environment variable
     /// ZEMRA_DUMP_VIBRATION_MODEL set, the matrices are first written to the file it names.
     ZmAPI_SystemSS(double time, const ZmAPI_Matrix& A, const ZmAPI_Matrix& B,
                    const ZmAPI_Matrix& C, const ZmAPI_Matrix& D,
@@ -34,7 +36,8 @@ class ZM_API ZmAPI_SystemSS : public ZmAPI {
     ZmAPI_SystemSS& operator=(const ZmAPI_SystemSS& other);
     ~ZmAPI_SystemSS() override;
 
-    /// Transfer functions H(w) = C·(jwI − A)⁻¹·B + D: [frequency][output][input].
+    /// Transfer functions H(w) = C·(jwI − A)⁻¹·B + D: [frequency][output][input]; the column
+    /// of a prescribed motion is the response per unit of that motion.
     /// Error: "ZmAPI_SystemSS::TransferFunction: Invalid input".
     ZmAPI_Matrix TransferFunction(const ZmAPI_Matrix& freq);
     /// H(w) with each column times its actuator's amplitude: [frequency][output][input].
@@ -63,8 +66,8 @@ class ZM_API ZmAPI_SystemSS : public ZmAPI {
     /// The matrix 'A', 'B', 'C' or 'D'. Error: "Invalid matrix option [%c] must be A, B, C, or
     /// D."
     ZmAPI_Matrix ModalMatrix(char which) const;
-    /// The static compliance D − C·A⁻¹·B (p × m). States coupled to nothing are left out, with
-    /// a warning.
+    /// The static compliance D − C·A⁻¹·B (p × m), per unit force at every input. States
+    /// coupled to nothing, and rigid-body modes, are left out, each with a warning.
     ZmAPI_Matrix ComplianceMatrix() const;
 
     /// A copy of input i's actuator; a force of zero when there is none. Error:

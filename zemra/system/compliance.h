@@ -15,7 +15,17 @@ namespace ZEMRA::Vibration {
 void FilterZeros(Matrix2D<double>& A, Matrix2D<double>& B, Matrix2D<double>& C);
 
 /// The static compliance D − C·A⁻¹·B (p × m), after FilterZeros: the outputs per unit of a
-/// constant input. Throws the Error of the inverse when A is singular.
+/// constant input.
+///
+/// Where A is singular its rigid-body modes are left out: the eigenvalues of modulus at most
+/// 1e-8, a pair as a whole. The others are kept by Canon's projection; D alone is left when
+/// none is. When any was dropped, prints Warning "ZEMRA/Vibration compliance matrix:\n   The A
+/// matrix is singular, it produced %d rigid body modes. \n   The rigid body modes will be
+/// removed for the compliance matrix calculation.\n   Rigid body modes uasualy indicate that
+/// the model is not properly constrained." with their number.
+///
+/// Throws the Errors of the eigen solution and of Canon, and that of the inverse should the
+/// rest be singular too.
 Matrix2D<double> ComplianceMatrix(Matrix2D<double> A, Matrix2D<double> B, Matrix2D<double> C,
                                   const Matrix2D<double>& D);
 
