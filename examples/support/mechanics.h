@@ -139,15 +139,28 @@ inline Outputs Accelerations(const Dynamics& dynamics, const std::vector<Directi
     return result;
 }
 
-/// Throws when the library refuses the model; its message says why.
-inline ZmAPI_SystemSS StateSpaceModel(const Dynamics& dynamics, const Outputs& outputs,
-                                      const std::vector<const ZmAPI_Actuator*>& actuators) {
-    const double time = 0.0;
-    ZmAPI_SystemSS model(time, dynamics.A.ForTheLibrary(), dynamics.B.ForTheLibrary(),
-                         outputs.C.ForTheLibrary(), outputs.D.ForTheLibrary(),
-                         actuators.data());
+constexpr double kTimeOfLinearisation = 0.0;
+
+template <typename Model>
+Model Accepted(Model model) {
     if (model.Error()) throw std::runtime_error("the library refused the model");
     return model;
+}
+
+/// Both throw when the library refuses the model; its message says why.
+inline ZmAPI_SystemSS StateSpaceModel(const Dynamics& dynamics, const Outputs& outputs,
+                                      const std::vector<const ZmAPI_Actuator*>& actuators) {
+    return Accepted(ZmAPI_SystemSS(kTimeOfLinearisation, dynamics.A.ForTheLibrary(),
+                                   dynamics.B.ForTheLibrary(), outputs.C.ForTheLibrary(),
+                                   outputs.D.ForTheLibrary(), actuators.data()));
+}
+inline ZmAPI_System ModalModel(const Dynamics& dynamics, const Outputs& outputs,
+                               const std::vector<const ZmAPI_Actuator*>& actuators) {
+    const int allModes = 0;
+    return Accepted(ZmAPI_System(kTimeOfLinearisation, dynamics.A.ForTheLibrary(),
+                                 dynamics.B.ForTheLibrary(), outputs.C.ForTheLibrary(),
+                                 outputs.D.ForTheLibrary(), actuators.data(), allModes, nullptr,
+                                 nullptr));
 }
 
 }  // namespace Example
