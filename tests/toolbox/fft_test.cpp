@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <random>
@@ -109,7 +110,8 @@ double Bound(std::size_t n) {
 std::vector<std::size_t> Lengths() {
     std::vector<std::size_t> result(130);
     std::iota(result.begin(), result.end(), 1U);
-    for (const std::size_t n : {143, 210, 360, 385, 1001, 1009, 1024, 10007, 65536, 1 << 20})
+    for (const std::size_t n :
+         {143U, 210U, 360U, 385U, 1001U, 1009U, 1024U, 10007U, 65536U, 1U << 20})
         result.push_back(n);
     return result;
 }

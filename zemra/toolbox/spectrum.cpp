@@ -1,5 +1,6 @@
 #include "zemra/toolbox/spectrum.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
