@@ -177,7 +177,9 @@ TEST_P(EigenOf, ComesInOrderAndNormalised) {
 TEST_P(EigenOf, BalancesByAnExactSimilarity) {
     const MatrixXd& A = GetParam().A;
     const int n = static_cast<int>(A.rows());
-    const auto& [B, X, block] = Balanced(A);
+    const Balanced balanced(A);
+    const MatrixXd &B = balanced.B, &X = balanced.X;
+    const CoupledBlock block = balanced.block;
     EXPECT_EQ(A * X, X * B);
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < i; ++j)
@@ -250,9 +252,9 @@ TEST(Eigen, GivesTheDiagonalOfATriangleExactly) {
 }
 
 TEST(Eigen, SortsBySizeAndLetsTheLowerIndexWinATie) {
-    MatrixXd A = zoo::BlockDiagonal({zoo::Rows({{0, -3}, {3, 0}}), zoo::Rows({{-2}}),
-                                     zoo::Rows({{0, 1}, {-1, 0}}), zoo::Rows({{2}}),
-                                     zoo::Rows({{-1}}), zoo::Rows({{5, 1}, {-1, 5}})});
+    const MatrixXd A = zoo::BlockDiagonal({zoo::Rows({{0, -3}, {3, 0}}), zoo::Rows({{-2}}),
+                                           zoo::Rows({{0, 1}, {-1, 0}}), zoo::Rows({{2}}),
+                                           zoo::Rows({{-1}}), zoo::Rows({{5, 1}, {-1, 5}})});
     const VectorXcd sorted = Values(Sorted(A));
     const Complex j(0, 1);
     EXPECT_EQ(std::abs(sorted(1)), 2.0);

@@ -26,16 +26,17 @@ double Tolerance() {
 // Whether another eigenvalue is so near that the vectors of the two cannot be told apart.
 std::vector<char> FindCloseOnes(const Matrix1D<Complex>& E) {
     const int n = E.Size(0);
-    std::vector<char> close(static_cast<std::size_t>(n));
+    std::vector<char> close;
+    close.reserve(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i) {
+        if (i > 0 && E(i - 1).imag() > 0.0) {  // a partner takes the answer of the first
+            close.push_back(close.back());
+            continue;
+        }
         double nearest = 1e10;
         for (int j = 0; j < n; ++j)
             if (j != i) nearest = std::min(nearest, std::abs(E(i) - E(j)));
-        close[static_cast<std::size_t>(i)] = nearest < kClose;
-        if (E(i).imag() > 0.0 && i + 1 < n) {
-            close[static_cast<std::size_t>(i + 1)] = nearest < kClose;
-            ++i;
-        }
+        close.push_back(nearest < kClose ? 1 : 0);
     }
     return close;
 }

@@ -116,23 +116,21 @@ class SchurVectors {
         const Complex lambda = E_(k);
         const double p = lambda.real(), q = lambda.imag();
         const double lower = T_(k + 1, k), upper = T_(k, k + 1);
-        std::vector<Complex> y(static_cast<std::size_t>(T_.Order()));
         const Complex first = std::fabs(lower) > std::fabs(upper)
                                   ? Complex(-q / lower, -(T_(k + 1, k + 1) - p) / lower)
                                   : Complex(0.0, -upper) / Complex(T_(k, k) - p, -q);
-        const auto begin = [&] {
-            y[static_cast<std::size_t>(k)] = first;
-            y[static_cast<std::size_t>(k + 1)] = Complex(0.0, 1.0);
-        };
-        begin();
-        Substitute(k, k + 1, lambda, y.data());
-        if (!T_.HasEigenvector(k + 1, lambda, y.data())) {
-            begin();
-            SubstituteWithTinyPivots(k, k + 1, lambda, y.data());
+        Matrix1D<Complex> y(T_.Order());
+        y(k) = first;
+        y(k + 1) = Complex(0.0, 1.0);
+        Substitute(k, k + 1, lambda, y.Data());
+        if (!T_.HasEigenvector(k + 1, lambda, y.Data())) {
+            y(k) = first;
+            y(k + 1) = Complex(0.0, 1.0);
+            SubstituteWithTinyPivots(k, k + 1, lambda, y.Data());
         }
         for (int i = 0; i <= k + 1; ++i) {
-            Y_(i, k) = y[static_cast<std::size_t>(i)].real();
-            Y_(i, k + 1) = y[static_cast<std::size_t>(i)].imag();
+            Y_(i, k) = y(i).real();
+            Y_(i, k + 1) = y(i).imag();
         }
     }
 
