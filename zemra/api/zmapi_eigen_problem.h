@@ -32,9 +32,10 @@ class ZM_API ZmAPI_EigenProblem : public ZmAPI {
 
     /// Solves and returns the number of eigenvalues, the order of A. Announces the method and
     /// the order as information. −1 for an empty handle; 0 when a matrix is not square, the
-    /// orders differ, or the iteration does not converge, with the error printed:
+    /// orders differ, or the iteration cannot succeed, with the error printed:
     /// "ZEMRA::Vibration::EigenProblem::Solve(int nVal, bool noVectors): Row size not equal to
-    /// column size." (on one line) or "Hessenberg QR: did not converge.".
+    /// column size." (on one line), "Hessenberg QR: did not converge." or, of a generalized
+    /// problem, "QZ: The matrices hold elements that are not finite or too large.".
     int Solve(bool noVectors);
 
     /// The number of eigenvalues held, and of eigenvectors; 0 before Solve.

@@ -1,13 +1,25 @@
 #include "zemra/eigen/eigen2.h"
 
 #include <cassert>
+#include <cmath>
 #include <numeric>
 #include <vector>
 
 #include "zemra/eigen/qz.h"
+#include "zemra/message/message.h"
 
 namespace ZEMRA::Vibration {
 namespace {
+
+constexpr char kNotFinite[] =
+    "QZ: The matrices hold elements that are not finite or too large.";
+
+// A norm that overflows would count every element as negligible: any number would come out.
+void RequireFinite(const std::vector<double>& elements) {
+    double norm = 0;
+    for (const double x : elements) norm += std::abs(x);
+    if (!std::isfinite(norm)) throw Error(kNotFinite);
+}
 
 std::vector<double> ColumnMajor(const Matrix2D<double>& m) {
     const int n = m.Size(0);
@@ -30,6 +42,8 @@ Eigen2<double>::Eigen2(const Matrix2D<double>& A, const Matrix2D<double>& B, boo
     V = Matrix2D<double>(n, n);
 
     std::vector<double> a = ColumnMajor(A), b = ColumnMajor(B), z(a.size());
+    RequireFinite(a);
+    RequireFinite(b);
     const auto length = static_cast<std::size_t>(n);
     std::vector<double> alfr(length), alfi(length), beta(length);
     int ierr = 0;

@@ -24,6 +24,9 @@ class Eigen2<double> : public Eigen<double> {
     /// values, and not-a-number where A is singular along with it. No defective chain is
     /// formed. Should the iteration not converge, the values are those of the partly reduced
     /// pencil and V holds the transformation reached, not the vectors.
+    ///
+    /// Throws Error "QZ: The matrices hold elements that are not finite or too large." when the
+    /// sum of the magnitudes of either matrix is not finite.
     Eigen2(const Matrix2D<double>& A, const Matrix2D<double>& B, bool wantVectors);
 };
 

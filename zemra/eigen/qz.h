@@ -13,8 +13,8 @@ namespace ZEMRA::Vibration {
 ///   alfr + i·alfi,
 ///   beta           n each: eigenvalue i is (alfr[i] + i·alfi[i])/beta[i], beta[i] ≥ 0
 ///
-/// Nothing is done for n < 1. Non-finite elements give not-a-number results, and every step
-/// ends.
+/// Nothing is done for n < 1. Elements that are not finite, or whose sum is not, give results
+/// without a meaning, but every step ends.
 
 /// Reduces a to upper Hessenberg and b to upper triangular form by orthogonal
 /// transformations. A non-null z is set to the identity first.
