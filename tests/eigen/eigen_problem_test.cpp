@@ -53,13 +53,13 @@ TEST(EigenProblem, AnnouncesItsSolverAndReturnsTheOrder) {
 TEST(EigenProblem, OfOtherShapesThrowsBeforeAnythingIsPrinted) {
     CapturedMessages messages;
     const Matrix2D<double> square = Identity(2), larger = Identity(3), wide(2, 3), tall(3, 2);
-    for (const auto& [A, B] : {std::pair{square, larger},
-                               {square, wide},
-                               {square, tall},
-                               {wide, square},
-                               {tall, wide},
-                               {square, Matrix2D<double>()}})
-        EXPECT_EQ(ErrorText([&] { EigenProblem(A, B).Solve(false); }), kNotSquare);
+    for (EigenProblem problem : {EigenProblem(square, larger),
+                                 {square, wide},
+                                 {square, tall},
+                                 {wide, square},
+                                 {tall, wide},
+                                 {square, Matrix2D<double>()}})
+        EXPECT_EQ(ErrorText([&] { problem.Solve(false); }), kNotSquare);
     EXPECT_EQ(ErrorText([&] { EigenProblem(wide).Solve(true); }), kNotSquare);
     EXPECT_THAT(messages.Take(), IsEmpty());
 }

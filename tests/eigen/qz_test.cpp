@@ -175,7 +175,9 @@ TEST_P(QZ, AgreesWithLapack) {
         ASSERT_FALSE(std::isnan(lambda.real()));
         ours.push_back(std::isinf(lambda.real()) ? Ratio(1, 0) : Ratio(scale * lambda, 1));
     }
-    for (const auto& [shift, expected] : Reference(GetParam()).values) {
+    for (const auto& value : Reference(GetParam()).values) {
+        const double shift = value.first;
+        const Ratio& expected = value.second;
         const auto nearest = std::ranges::min_element(
             ours, {}, [&](const Ratio& ratio) { return Distance(ratio, expected); });
         EXPECT_LE(Distance(*nearest, expected), 10 * n * shift)
