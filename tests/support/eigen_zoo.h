@@ -244,6 +244,12 @@ inline void AddDefective(Collector& zoo) {
             Rows({{0, 4, -3, 2}, {2, 4, -4, 3}, {3, 6, -6, 4}, {0, -3, 2, -2}}));
     const Dense J = Rows({{0, -1, 1, 0}, {1, 0, 0, 1}, {0, 0, 0, -1}, {0, 0, 1, 0}});
     zoo.AddDisguises("ComplexJordan", J);
+    // Real vectors that meet a singular 2 x 2 block on the way up.
+    zoo.Add("NearlySingular", Rows({{0, -1, 1, -1, 0},
+                                    {2, -2, 0, 0, 2},
+                                    {7, -7, 0, 0, 7},
+                                    {5, -5, 0, 0, 5},
+                                    {3, -2, -1, 1, 3}}));
     zoo.Add("NearlySingular", Rows({{-16, -4, 5, 3, 3},
                                     {21, 5, -7, -4, -4},
                                     {-3, 0, 0, 1, 1},
