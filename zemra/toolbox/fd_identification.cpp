@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "zemra/message/message.h"
 #include "zemra/toolbox/fd_newton.h"
@@ -55,13 +54,6 @@ void Improve(const FDData& data, const FDParameters& p, Fit& best) {
     if (error < best.error) best = {p, error};
 }
 
-// Beyond the limits the error is one of rounding, and the host would meet another one.
-bool WithinLimits(const FDData& data, const FDParameters& p) {
-    const FDParameters limit = LargestFDParameters(data);
-    return std::equal(p.begin(), p.end(), limit.begin(),
-                      [](double x, double most) { return std::abs(x) <= most; });
-}
-
 FDParameters Times(double factor, FDParameters p) {
     for (double& x : p) x *= factor;
     return p;
@@ -91,7 +83,6 @@ FDParameters IdentifyFDElement(const FDData& data) {
     const FDData scaled = data.Scaled(factor);
     Fit best{Times(factor, found), scaled.SquaredError(Times(factor, found))};
     Improve(scaled, SearchFDElement(scaled), best);
-    if (!WithinLimits(scaled, best.p)) best.error = std::numeric_limits<double>::infinity();
 
     // The Newton steps end where the difference formulas do, and sometimes in a poor minimum.
     const double met = kMetToRounding * scaled.SquaredError(FDParameters{});
