@@ -6,6 +6,7 @@
 #include <functional>
 #include <numeric>
 
+#include "tests/support/caches.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/error_text.h"
 #include "tests/support/excitation.h"
@@ -18,13 +19,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
-using Frequencies = Matrix1D<double>;
 
 constexpr double kEps = std::numeric_limits<double>::epsilon();
-
-Frequencies Vector(const std::vector<double>& w) {
-    return Frequencies(static_cast<int>(w.size()), w.data());
-}
 
 Actuator Channel(Excitation& source, int channel, bool psd,
                  const std::vector<const Actuator*>& cross = {}) {
@@ -48,8 +44,6 @@ class CountingModel : public ForceSystemSS {
     }
 };
 
-Complex Amplitude(int input, double w) { return {1.0 + input, 0.5 * w}; }
-
 // A model of at most three inputs, driven by these amplitudes.
 struct Driven {
     Model model;
@@ -61,6 +55,7 @@ struct Driven {
                              inputs.resize(static_cast<std::size_t>(model.B.cols()));
                              return inputs;
                          }()};
+    int Solves() const { return system.solves; }
 };
 
 class Models : public testing::TestWithParam<Model> {};
@@ -186,132 +181,17 @@ TEST(ForceSystemSS, AcceptsOnlySizesThatFit) {
               "   A: 1 x 2\n   B: 3 x 4\n   C: 5 x 6\n   D: 7 x 8 \n");
 }
 
-// The queries over a frequency vector, with what each may cost for 3 frequencies and 2 inputs:
-// the first time, again, and first but with H and the states known.
-using Answer = std::vector<Complex>;
-using W = const Frequencies&;
-
-Answer Slots(const Matrix3D<Complex>& m) {
-    Answer answer;
-    for (int k = 0; k < m.Size(0); ++k)
-        for (const auto& row : Rows(m.Slot(k)))
-            answer.insert(answer.end(), row.begin(), row.end());
-    return answer;
-}
-Answer Each(const Frequencies& w, const std::function<Complex(double)>& ask) {
-    Answer answer(static_cast<std::size_t>(w.Size(0)));
-    std::transform(w.Data(), w.Data() + w.Size(0), answer.begin(), ask);
-    return answer;
-}
-Answer Density(System& s, W w) {
-    return Each(w, [&](double x) { return s.PSD(x, 1)(1, 0); });
-}
-Answer OutputDensity(System& s, W w) {
-    return Each(w, [&](double x) { return s.PSD(0, x, 1); });
+TEST(Caches, OfForceModelsHoldNothingAtFirstAndThenSpareAllTheyCan) {
+    ExpectToSpareAllTheyCan([] { return std::make_unique<Driven>(DampedChain(2)); }, 1);
 }
 
-struct Cost {
-    int solves, calls;
-    bool operator==(const Cost&) const = default;
-    bool IsWithin(const Cost& other) const {
-        return solves <= other.solves && calls <= other.calls;
-    }
-};
-struct Query {
-    Cost first, again, known;
-    Answer (*ask)(System&, W);
-};
-const Query kQueries[] = {
-    {{3, 0}, {0, 0}, {0, 0}, [](System& s, W w) { return Slots(s.TransferFunction(w)); }},
-    {{3, 6}, {0, 0}, {0, 6}, [](System& s, W w) { return Slots(s.FrequencyResponse(w)); }},
-    {{3, 0}, {0, 0}, {0, 0}, [](System& s, W w) { return Slots(s.MCT(w, false)); }},
-    {{3, 6}, {0, 0}, {0, 6}, [](System& s, W w) { return Slots(s.MCT(w, true)); }},
-    {{3, 6}, {0, 6}, {0, 6}, [](System& s, W w) { return Elements(s.MPF(0, 0, -1, 1, w, 1)); }},
-    {{3, 6}, {3, 6}, {0, 6}, Density},
-    {{3, 6}, {3, 6}, {0, 6}, OutputDensity}};
-
-Cost CostOf(const Query& query, Driven& driven, const Frequencies& w) {
-    const Cost before{driven.system.solves, driven.excitation.calls};
-    query.ask(driven.system, w);
-    return {driven.system.solves - before.solves, driven.excitation.calls - before.calls};
-}
-
-TEST(Caches, HoldNothingAtFirstAndThenSpareAllTheyCan) {
-    for (const Query& query : kQueries) {
-        Driven driven{DampedChain(2)}, swept{DampedChain(2)};
-        Driven one{DampedChain(2)}, other{DampedChain(2)};
-        EXPECT_EQ(CostOf(query, driven, Vector({1, 2, 4})), query.first);
-        EXPECT_EQ(CostOf(query, driven, Vector({1, 2, 4})), query.again);
-        swept.system.TransferFunction(Vector({1, 2, 4}));
-        swept.system.MCT(Vector({1, 2, 4}), false);
-        EXPECT_EQ(CostOf(query, swept, Vector({1, 2, 4})), query.known);
-        EXPECT_EQ(CostOf(query, swept, Vector({5, 6, 7})), query.first);
-        EXPECT_THAT(query.ask(*one.system.Copy(), Vector({})), IsEmpty());
-        EXPECT_EQ(CostOf(query, one, Vector({-1})).solves, 1);
-        EXPECT_EQ(CostOf(query, other, Vector({-99})).solves, 1);
-    }
-}
-
-TEST(Caches, NeverAnswerWithAnotherVectorsResult) {
-    struct Question {
-        const Query& query;
-        Frequencies w;
-        Answer answer;  // of a model that was asked nothing before
-    };
+TEST(Caches, OfForceModelsNeverAnswerWithAnotherVectorsResult) {
     const Driven fresh{DampedChain(2)};
-    std::vector<Question> questions;
-    for (const Query& query : kQueries)
-        for (const auto& w : {Vector({1, 2, 4}), Vector({1, 3, 4}), Vector({1, 2}), Vector({})})
-            questions.push_back({query, w, query.ask(*fresh.system.Copy(), w)});
-
-    // Asks every sequence of so many questions; stops at a wrong answer.
-    const auto ask = [&](const auto& self, const System& system, int length) -> bool {
-        return length == 0 ||
-               std::all_of(questions.begin(), questions.end(), [&](const auto& q) {
-                   const std::unique_ptr<System> asked = system.Copy();
-                   return q.query.ask(*asked, q.w) == q.answer &&
-                          self(self, *asked, length - 1);
-               });
-    };
-    EXPECT_TRUE(ask(ask, fresh.system, 3));
+    ExpectNoAnswerToAnotherQuestion(fresh.system);
 }
 
-std::function<void()> hostCode;
-void RunHostCode(const char*, unsigned char, void*) { hostCode(); }
-
-TEST(Caches, AreSafeFromHostCodeThatThrowsOrQueriesTheSameModel) {
-    Message::PushHandler(RunHostCode, 0, nullptr);
-    const Frequencies w = Vector({1, 3}), overPole = Vector({1, 2, 3}),
-                      other = Vector({1, 2, 5});
-    for (const Query& query : kQueries)
-        for (const bool inHandler : {true, false}) {
-            if (!inHandler && query.first.calls == 0) continue;
-            Driven driven{Oscillator(4, 0)}, fresh{Oscillator(4, 0)};  // a message comes at 2
-            driven.excitation.value = [&](int input, double x) {
-                if (x == 2 && !inHandler) hostCode();
-                return Amplitude(input, x);
-            };
-            const auto nothing = [] {};
-            const auto fail = [] { throw std::runtime_error("host"); };
-            const auto reenter = [&, inside = false]() mutable {
-                if (std::exchange(inside, true)) return;
-                for (const Query& any : kQueries) any.ask(driven.system, other);
-                inside = false;
-            };
-            hostCode = nothing;
-            const Answer former = query.ask(driven.system, w);
-            const Answer expected = query.ask(fresh.system, overPole);
-            hostCode = fail;
-            EXPECT_THROW(query.ask(driven.system, overPole), std::runtime_error);
-            hostCode = nothing;
-            const Cost cost = CostOf(query, driven, w);
-            EXPECT_TRUE(cost.IsWithin(query.again));
-            EXPECT_EQ(query.ask(driven.system, w), former);
-            hostCode = reenter;
-            EXPECT_EQ(query.ask(driven.system, overPole), expected);
-            EXPECT_EQ(query.ask(driven.system, overPole), expected);
-        }
-    Message::PopHandler();
+TEST(Caches, OfForceModelsAreSafeFromHostCodeThatThrowsOrQueriesTheSameModel) {
+    ExpectSafetyFromHostCode([] { return std::make_unique<Driven>(Oscillator(4, 0)); }, 1);
 }
 
 TEST(Psd, OfTheSameFrequencyIsKeptWhateverTheBand) {
