@@ -1,5 +1,7 @@
 #include "zemra/system/kinematic_system.h"
 
+#include <algorithm>
+
 #include "zemra/matrix/products.h"
 #include "zemra/message/message.h"
 #include "zemra/solver/matrix_inverse.h"
@@ -22,6 +24,16 @@ constexpr char kNoEquivalentForce[] =
     "  5) Zero mass.\n"
     "  6) Multiple kinematic actuators over constraining a part.";
 
+constexpr char kLostDigits[] =
+    "ZEMRA/Vibration kinematic system:\n   The equivalent forces have lost nearly all digits "
+    "at %d "
+    "of %d frequencies, the first w = %g.\n   Multiple kinematic actuators nearly over "
+    "constrain "
+    "a part there, or a part that nothing\n   holds is driven too close to zero frequency.";
+
+// Cancellation beyond which four of the sixteen digits or fewer are left.
+constexpr double kTooMuchCancellation = 1e12;
+
 // A copy has the dynamic type of its source, so the cast holds.
 std::unique_ptr<ForceSystem> DeepCopy(const ForceSystem& model) {
     return std::unique_ptr<ForceSystem>(static_cast<ForceSystem*>(model.Copy().release()));
@@ -41,6 +53,19 @@ Matrix2D<Complex> Invert(const Matrix2D<Complex>& G) {
     return FindingForces([&] { return MatrixInverse2D<Complex>::Inverse(G); });
 }
 
+// The largest Σ_j |G(i, j)|·|G⁻¹(j, i)|: how far motion i, which is 1, is a difference of large
+// numbers. Unlike a condition number of norms it does not depend on the units of the motions
+// and forces.
+double Cancellation(const Matrix2D<Complex>& G, const Matrix2D<Complex>& Ginv) {
+    double largest = 0.0;
+    for (int i = 0; i < G.Size(0); ++i) {
+        double sum = 0.0;
+        for (int j = 0; j < G.Size(1); ++j) sum += std::abs(G(i, j)) * std::abs(Ginv(j, i));
+        largest = std::max(largest, sum);
+    }
+    return largest;
+}
+
 }  // namespace
 
 KinematicSystem::KinematicSystem(double time,
@@ -51,8 +76,8 @@ KinematicSystem::KinematicSystem(double time,
       model_(std::move(model)),
       modelH_(std::move(modelH)),
       kinematic_(KinematicInputs(actuators)) {
-    if (actuators.Size(0) != Inputs())
-        throw Error(kActuatorCount) << actuators.Size(0) << Inputs();
+    if (actuators.Size(0) != model_->Inputs())
+        throw Error(kActuatorCount) << actuators.Size(0) << model_->Inputs();
     const int k = static_cast<int>(kinematic_.size());
     if (modelH_->Inputs() != k || modelH_->Outputs() != k)
         throw Error(kMotionCount) << k << modelH_->Inputs() << modelH_->Outputs();
@@ -119,7 +144,9 @@ Matrix1D<Complex> KinematicSystem::EvaluateActuatorForce(double w, const Matrix1
 }
 
 Matrix2D<Complex> KinematicSystem::SolveAt(double w) {
-    const Matrix2D<Complex> Ginv = Invert(modelH_->ResponseAt(w));
+    const Matrix2D<Complex> G = modelH_->ResponseAt(w), Ginv = Invert(G);
+    if (Cancellation(G, Ginv) > kTooMuchCancellation)
+        (Warning(kLostDigits) << 1 << 1 << w).Print();
     Matrix2D<Complex> H = model_->ResponseAt(w);
     FromForceToKinematic(Ginv, H);
     return H;
@@ -127,8 +154,18 @@ Matrix2D<Complex> KinematicSystem::SolveAt(double w) {
 
 // G⁻¹ at every frequency.
 Matrix3D<Complex> KinematicSystem::UnitMotionForces(const Matrix1D<double>& w) {
-    return FindingForces(
-        [&] { return MatrixInverse3D<Complex>::Inverse(modelH_->TransferFunction(w)); });
+    return FindingForces([&] {
+        const Matrix3D<Complex>& G = modelH_->TransferFunction(w);
+        Matrix3D<Complex> Ginv = MatrixInverse3D<Complex>::Inverse(G);
+        int lost = 0, first = 0;
+        for (int k = w.Size(0) - 1; k >= 0; --k)
+            if (Cancellation(G.Slot(k), Ginv.Slot(k)) > kTooMuchCancellation) {
+                ++lost;
+                first = k;
+            }
+        if (lost > 0) (Warning(kLostDigits) << lost << w.Size(0) << w(first)).Print();
+        return Ginv;
+    });
 }
 
 Matrix3D<Complex> KinematicSystem::FromForceToKinematic(const Matrix3D<Complex>& Ginv,

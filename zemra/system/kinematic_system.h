@@ -17,7 +17,8 @@ namespace ZEMRA::Vibration {
 ///
 /// Where G cannot be inverted the queries throw Error "An equivalent force for a kinematic
 /// actuator could not be found.\nCheck C and D matricies for the most probable cause.\n …",
-/// with a list of causes; so also where the constraint model has no response at all.
+/// with a list of causes; so also where the constraint model has no response at all. Where the
+/// inverse has lost nearly all digits to cancellation a Warning is printed, once for a sweep.
 class KinematicSystem : public System {
   public:
     using System::FrequencyResponse;
