@@ -2,12 +2,14 @@
 
 #include <deque>
 
+#include "tests/support/caches.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/error_text.h"
 #include "tests/support/excitation.h"
 #include "tests/support/systems.h"
 #include "zemra/system/force_system_ss.h"
 #include "zemra/system/kinematic_model.h"
+#include "zemra/system/kinematic_system_ms.h"
 #include "zemra/system/kinematic_system_ss.h"
 
 namespace ZEMRA::Vibration::tests {
@@ -16,9 +18,6 @@ namespace {
 using Eigen::MatrixXcd;
 using Eigen::MatrixXd;
 using Eigen::VectorXcd;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using Frequencies = Matrix1D<double>;
 
 constexpr char kNoEquivalentForce[] =
     "An equivalent force for a kinematic actuator could not be found.\n"
@@ -29,10 +28,6 @@ constexpr char kNoEquivalentForce[] =
     "  4) Kinematic actuator connected to a part constrained by mode removal.\n"
     "  5) Zero mass.\n"
     "  6) Multiple kinematic actuators over constraining a part.\n";
-
-Frequencies Vector(const std::vector<double>& w) {
-    return Frequencies(static_cast<int>(w.size()), w.data());
-}
 
 // An input: a force ('F') at a coordinate, or its prescribed motion of order 0, 1 or 2.
 struct Input {
@@ -90,8 +85,6 @@ MatrixXcd ConstrainedSolution(const Model& model, const Inputs& inputs, double w
     return response;
 }
 
-Complex Amplitude(int input, double w) { return {1.0 + input, 0.5 * w}; }
-
 // Actuators of the inputs' types; input j has the channel j of the excitation.
 struct Actuators {
     std::deque<Actuator> owned;
@@ -111,11 +104,23 @@ struct Actuators {
     }
 };
 
-std::unique_ptr<KinematicSystem> Build(const Model& full, const Actuators& actuators) {
-    const KinematicModel split(ToCore(full.B), ToCore(full.C), ToCore(full.D), actuators);
-    return std::make_unique<KinematicSystemSS>(0, ToCore(full.A), ToCore(full.B), split.C(),
-                                               split.D(), split.Bhat(), split.Chat(),
-                                               split.Dhat(), actuators);
+enum class Form { StateSpace, Modal };
+
+std::unique_ptr<KinematicSystem> Build(const Model& full, const Actuators& actuators,
+                                       Form form = Form::StateSpace,
+                                       const std::vector<int>& modes = {}) {
+    const auto A = ToCore(full.A), B = ToCore(full.B), C = ToCore(full.C), D = ToCore(full.D);
+    if (form == Form::StateSpace) {
+        const KinematicModel m(B, C, D, actuators);
+        return std::make_unique<KinematicSystemSS>(0, A, B, m.C(), m.D(), m.Bhat(), m.Chat(),
+                                                   m.Dhat(), actuators);
+    }
+    CapturedMessages solverReports;
+    const EigenProblem eigen = Modal::Solved(full);
+    const Canon canon(A, B, C, D, static_cast<int>(modes.size()), modes.data(), eigen);
+    const KinematicModel m(canon.B(), canon.C(), canon.D(), actuators);
+    return std::make_unique<KinematicSystemMS>(0, canon.A(), canon.B(), m.C(), m.D(), m.Bhat(),
+                                               m.Chat(), m.Dhat(), actuators, eigen);
 }
 
 MatrixXcd Converted(MatrixXcd T, const std::vector<int>& moving, const MatrixXcd& Ginv) {
@@ -170,15 +175,17 @@ testing::AssertionResult Near(const MatrixXcd& expected, const MatrixXcd& actual
     return testing::AssertionSuccess();
 }
 
-class Motions : public testing::TestWithParam<Model> {
+class Motions : public testing::TestWithParam<std::tuple<Model, Form>> {
   protected:
-    // Both sides solve with the model's matrices. Their rounding grows with its condition, of
-    // at most 1e6 away from resonances, as here.
-    static constexpr double kTolerance = 1e-10;
+    const Model& model = std::get<0>(GetParam());
+    const Form form = std::get<1>(GetParam());
+    // In state-space form both sides solve with the model's matrix, whose condition is at most
+    // 1e6 away from resonances, as here; the modal form owes 1e-9.
+    const double tolerance = form == Form::Modal ? 1e-9 : 1e-10;
 
     // Every kind of motion alone and beside forces and others, on the first and last
     // coordinate. A model of one coordinate takes those that name it once.
-    static std::vector<Inputs> AllInputs(const Model& model) {
+    std::vector<Inputs> AllInputs() const {
         const int last = static_cast<int>(model.A.rows()) / 2 - 1;
         if (last == 0) return {{{0, 'D'}}, {{0, 'V'}}, {{0, 'A'}}, {{0, 'F'}, {0, 'V'}}};
         return {{{0, 'D'}},
@@ -189,7 +196,7 @@ class Motions : public testing::TestWithParam<Model> {
                 {{last, 'V'}, {0, 'F'}, {1, 'F'}, {0, 'A'}}};
     }
     // Below, among and above the natural frequencies, and on none of them.
-    static Frequencies Away(const Model& model) {
+    Frequencies Away() const {
         const double top = model.A.eigenvalues().cwiseAbs().maxCoeff();
         return Vector({0.11 * top, 0.37 * top, 1.3 * top});
     }
@@ -199,58 +206,346 @@ std::vector<Model> MechanicalModels() {
     std::vector<Model> models = ModalModels();
     std::erase_if(models, [](const Model& m) { return m.name == "RandomDense"; });
     models.push_back(MassOnPlatform(5));
-    models.push_back(CarOnPlatforms(10));
     return models;
 }
-INSTANTIATE_TEST_SUITE_P(All, Motions, testing::ValuesIn(MechanicalModels()),
-                         [](const auto& model) { return model.param.name; });
+constexpr auto kNameOfCase = [](const auto& motions) {
+    const auto& [model, form] = motions.param;
+    return model.name + (form == Form::Modal ? "Modal" : "");
+};
+INSTANTIATE_TEST_SUITE_P(All, Motions,
+                         testing::Combine(testing::ValuesIn(MechanicalModels()),
+                                          testing::Values(Form::StateSpace, Form::Modal)),
+                         kNameOfCase);
 
 TEST_P(Motions, AreTheConstrainedSolution) {
-    const Frequencies w = Away(GetParam());
-    for (const Inputs& inputs : AllInputs(GetParam())) {
+    const Frequencies w = Away();
+    for (const Inputs& inputs : AllInputs()) {
         Excitation excitation{Amplitude};
         const Actuators actuators(excitation, inputs);
-        const auto system = Build(Constrainable(GetParam(), inputs), actuators);
-        ForceSystemSS forces(0, system->ABCDMatrix('A'), system->ABCDMatrix('B'),
-                             system->ABCDMatrix('C'), system->ABCDMatrix('D'), actuators);
+        const auto system = Build(Constrainable(model, inputs), actuators, form);
         for (int k = 0; k < w.Size(0); ++k) {
-            const MatrixXcd expected = ConstrainedSolution(GetParam(), inputs, w(k));
+            const MatrixXcd expected = ConstrainedSolution(model, inputs, w(k));
             const MatrixXcd H = ToEigen(system->TransferFunction(w).Slot(k));
-            EXPECT_TRUE(Near(expected, H, kTolerance, 3)) << w(k);
+            EXPECT_TRUE(Near(expected, H, tolerance, 3)) << w(k);
             const MatrixXcd FR = ToEigen(system->FrequencyResponse(w).Slot(k));
             for (int j = 0; j < H.cols(); ++j) {
-                EXPECT_TRUE(Near(Amplitude(j, w(k)) * H.col(j), FR.col(j), kTolerance));
-                if (!inputs[static_cast<std::size_t>(j)].Moves()) {
-                    EXPECT_EQ(H.col(j), ToEigen(forces.TransferFunction(w).Slot(k)).col(j));
-                }
+                EXPECT_TRUE(Near(Amplitude(j, w(k)) * H.col(j), FR.col(j), tolerance));
             }
         }
     }
 }
 
 TEST_P(Motions, ShareTheResponseOutAmongTheModes) {
-    const Frequencies w = Away(GetParam());
-    for (const Inputs& inputs : AllInputs(GetParam())) {
+    const Frequencies w = Away();
+    for (const Inputs& inputs : AllInputs()) {
         Excitation excitation{Amplitude};
         const Actuators actuators(excitation, inputs);
-        const auto system = Build(Constrainable(GetParam(), inputs), actuators);
+        const auto system = Build(Constrainable(model, inputs), actuators, form);
         for (int k = 0; k < w.Size(0); ++k) {
             const Definition at(*system, inputs, w(k));
             const VectorXcd u = VectorXcd::NullaryExpr(at.X.cols(), [&](Eigen::Index j) {
                 return Amplitude(static_cast<int>(j), w(k));
             });
-            EXPECT_TRUE(Near(at.X, ToEigen(system->MCT(w, false).Slot(k)), kTolerance));
+            EXPECT_TRUE(Near(at.X, ToEigen(system->MCT(w, false).Slot(k)), tolerance));
             EXPECT_TRUE(
-                Near(at.X * u.asDiagonal(), ToEigen(system->MCT(w, true).Slot(k)), kTolerance));
-            const MatrixXcd H = ConstrainedSolution(GetParam(), inputs, w(k));
+                Near(at.X * u.asDiagonal(), ToEigen(system->MCT(w, true).Slot(k)), tolerance));
+            const MatrixXcd H = ConstrainedSolution(model, inputs, w(k));
             MatrixXcd sum = at.feedthrough;
             for (int i = 0; i < sum.cols(); ++i)
                 for (int o = 0; o < sum.rows(); ++o)
                     for (const Complex& part : Elements(system->MPF(i, o, k, -1, w, false)))
                         sum(o, i) += part;
-            EXPECT_TRUE(Near(H, sum, kTolerance, 3)) << w(k);
+            EXPECT_TRUE(Near(H, sum, tolerance, 3)) << w(k);
         }
     }
+}
+
+// A mass on a platform that moves: T = (1 + 2jzr)/(1 − r² + 2jzr) with z = c/(2√(km)) and
+// r = w/√(k/m), whatever the platform weighs, for the ratio of displacements, velocities and
+// accelerations alike. At 0 the free body follows its platform.
+TEST(KinematicSystem, HasTheTransmissibilityOfAMassOnAPlatform) {
+    const Frequencies frequencies = Vector({0, 2, 15, 20, 90});
+    for (const Form form : {Form::StateSpace, Form::Modal})
+        for (const double platformMass : {5.0, 50.0})
+            for (const char type : {'D', 'V', 'A'}) {
+                Excitation excitation{Amplitude};
+                const Inputs inputs{{0, type}};
+                const auto system = Build(Constrainable(MassOnPlatform(platformMass), inputs),
+                                          Actuators(excitation, inputs), form);
+                const int output = inputs[0].Order() * 2 + 1;
+                const auto& T = system->TransferFunction(frequencies);
+                EXPECT_LE(std::abs(T(2, output, 0) - Complex(2.249009, -0.214116)), 1e-6);
+                for (int k = type == 'D' ? 0 : 1; k < 5; ++k) {
+                    const double r = frequencies(k) / 20;
+                    const Complex damping(0, 2 * 0.05 * r);
+                    const Complex expected = (1.0 + damping) / (1 - r * r + damping);
+                    EXPECT_LE(std::abs(T(k, output, 0) - expected), 1e-9 * std::abs(expected))
+                        << type << frequencies(k) << platformMass << static_cast<int>(form);
+                }
+            }
+}
+
+// A selection keeps fewer states than the eigen problem has; the chain of the rigid body is
+// then read from the modal matrix itself.
+TEST(KinematicSystem, OfSelectedModesFollowsItsOwnMatrices) {
+    Excitation excitation{Amplitude};
+    const Inputs inputs{{0, 'D'}, {4, 'F'}, {4, 'V'}};
+    const Actuators actuators(excitation, inputs);
+    const auto system =
+        Build(Constrainable(FreeChain(5), inputs), actuators, Form::Modal, {0, 1, 2, 4});
+    ASSERT_EQ(system->ABCDMatrix('A').Size(0), 6);
+    ASSERT_EQ(system->ABCDMatrix('A')(0, 1), 1.0);
+    const Definition at(*system, inputs, 0.3);
+    EXPECT_TRUE(Near(at.X, ToEigen(system->MCT(Vector({0.3}), false).Slot(0)), 1e-10));
+}
+
+TEST(KinematicSystem, TakesARoadAsTyreForcesOrAsTheMotionOfPlatforms) {
+    const Frequencies w = Vector({2, 8, 30, 70});
+    Excitation excitation{Amplitude};
+    const Inputs road{{4, 'D'}, {5, 'D'}}, tyres{{2, 'F'}, {3, 'F'}};
+    const Actuators motions(excitation, road), forces(excitation, tyres);
+    for (const double platformMass : {10.0, 1000.0}) {
+        const Model onPlatforms = CarOnPlatforms(platformMass);
+        const std::vector<int> car{0, 1, 2, 3, 6, 7, 8, 9};  // the platforms are the ground
+        const MatrixXd A = onPlatforms.A(car, car);
+        const Model onGround = Constrainable({"", A, {}, {}, {}}, tyres);
+        ForceSystemSS grounded(0, ToCore(onGround.A), ToCore(onGround.B), ToCore(onGround.C),
+                               ToCore(onGround.D), forces);
+        const auto driven = Build(Constrainable(onPlatforms, road), motions);
+        for (int k = 0; k < w.Size(0); ++k) {
+            const Complex tyre(200000, 50 * w(k));
+            const Eigen::Vector2cd perMass(tyre / 53.0, tyre / 76.0);
+            const MatrixXcd H = ToEigen(grounded.TransferFunction(w).Slot(k));
+            const MatrixXcd expected = H.bottomRows(4) * perMass.asDiagonal();
+            const MatrixXcd T = ToEigen(driven->TransferFunction(w).Slot(k));
+            EXPECT_TRUE(Near(expected, T.middleRows(12, 4), 1e-10)) << w(k);
+        }
+    }
+}
+
+TEST(KinematicSystem, HasTheDensitiesOfItsResponseWithCrossActuators) {
+    const Model model = CarOnPlatforms(10);
+    const Inputs inputs{{4, 'V'}, {0, 'F'}, {5, 'D'}};
+    Excitation crossing{[](int m, double w) { return Complex(0.5 + m, 0.1 * w); }};
+    const Actuators cross(crossing, {{0, 'F'}, {0, 'F'}, {0, 'F'}}, true);
+    Excitation excitation{Amplitude};
+    const Actuators actuators(excitation, inputs, true, cross.pointers);
+    for (const bool swept : {false, true}) {
+        const auto system = Build(Constrainable(model, inputs), actuators);
+        if (swept) system->TransferFunction(Vector({3, 12}));
+        const MatrixXcd H = ConstrainedSolution(model, inputs, 12);
+        MatrixXcd S(3, 3);
+        for (int m = 0; m < 3; ++m) {
+            S.row(m).setConstant(crossing.value(m, 12));
+            S(m, m) += Amplitude(m, 12);
+        }
+        const MatrixXcd density = ToEigen(system->PSD(12, 1));
+        EXPECT_TRUE(Near(H * S * H.adjoint(), density, 1e-10, 3));
+        for (int i = 0; i < density.rows(); ++i)
+            EXPECT_LE(std::abs(system->PSD(i, 12, 1) - density(i, i)),
+                      1e-13 * std::abs(density(i, i)));
+    }
+}
+
+// Reaches the equivalent forces.
+class Exposed : public KinematicSystemSS {
+  public:
+    using KinematicSystem::EvaluateActuatorForce;
+    using KinematicSystemSS::KinematicSystemSS;
+};
+
+TEST(KinematicSystem, SaysSoWhereNoForceGivesTheMotion) {
+    struct Case {
+        Model model;
+        Inputs inputs;
+        double w;
+        int printed;  // by solves that fail
+    };
+    for (const auto& [model, inputs, w, printed] :
+         {Case{Oscillator(4, 0.1), {{0, 'V'}}, 0, 0},             // stands still there
+          Case{MassOnPlatform(5), {{1, 'D'}, {1, 'D'}}, 1, 0},    // one motion twice
+          Case{Oscillator(4, 0), {{0, 'D'}, {0, 'F'}}, 2, 1}}) {  // no response at all
+        Excitation excitation{Amplitude};
+        const Actuators actuators(excitation, inputs);
+        const Model full = Constrainable(model, inputs);
+        const KinematicModel split(ToCore(full.B), ToCore(full.C), ToCore(full.D), actuators);
+        CapturedMessages messages;
+        const Frequencies sweep = Vector({0.5, w});
+        const std::function<void(Exposed&)> queries[] = {
+            [&](Exposed& system) { system.TransferFunction(sweep); },
+            [&](Exposed& system) { system.FrequencyResponse(sweep); },
+            [&](Exposed& system) { system.MCT(sweep, true); },
+            [&](Exposed& system) { system.MPF(0, 0, -1, 0, sweep, false); },
+            [&](Exposed& system) { system.MPF(0, 0, 0, 0, sweep, false); },
+            [&](Exposed& system) { system.PSD(w, 1); },
+            [&](Exposed& system) { system.PSD(0, w, 1); },
+            [&](Exposed& system) {
+                system.EvaluateActuatorForce(w, Matrix1D<Complex>(system.Inputs(), 1.0));
+            }};
+        for (const auto& query : queries) {
+            Exposed system(0, ToCore(full.A), ToCore(full.B), split.C(), split.D(),
+                           split.Bhat(), split.Chat(), split.Dhat(), actuators);
+            EXPECT_EQ(ErrorText([&] { query(system); }), kNoEquivalentForce) << model.name;
+            EXPECT_EQ(messages.Take().size(), static_cast<std::size_t>(printed)) << model.name;
+        }
+    }
+}
+
+// Two ends of a free spring: the rigid body outgrows its stretch by 1/w².
+TEST(KinematicSystem, WarnsWhereMotionsNearlyDetermineEachOther) {
+    Excitation excitation{Amplitude};
+    const Inputs inputs{{0, 'D'}, {2, 'A'}};
+    const auto system =
+        Build(Constrainable(FreeChain(3), inputs), Actuators(excitation, inputs));
+    CapturedMessages messages;
+    system->TransferFunction(Vector({1e-5, 0.7}));
+    system->PSD(1e-5, 1);
+    EXPECT_THAT(messages.Take(), testing::IsEmpty());
+    const auto warning = [](const std::string& frequencies) {
+        return testing::Pair(
+            'w',
+            "ZEMRA/Vibration kinematic system:\n   The equivalent forces have lost nearly all "
+            "digits at " +
+                frequencies +
+                ".\n   Multiple kinematic actuators nearly over constrain a part there, or a "
+                "part that nothing\n   holds is driven too close to zero frequency.\n");
+    };
+    system->TransferFunction(Vector({5e-7, 6e-7, 0.7}));
+    EXPECT_THAT(messages.Take(),
+                testing::ElementsAre(warning("2 of 3 frequencies, the first w = 5e-07")));
+    system->PSD(0, 4e-7, 1);
+    EXPECT_THAT(messages.Take(),
+                testing::ElementsAre(warning("1 of 1 frequencies, the first w = 4e-07")));
+}
+
+TEST(KinematicSystem, AcceptsOnlyNumbersThatFit) {
+    Excitation excitation{Amplitude};
+    const Model full = Constrainable(MassOnPlatform(5), {{0, 'D'}, {1, 'F'}});
+    const auto build = [&](const Inputs& inputs, int motions) {
+        const Matrix2D<double> BH(4, motions), CH(motions, 4), DH(motions, motions);
+        return ErrorText([&] {
+            KinematicSystemSS(0, ToCore(full.A), ToCore(full.B), ToCore(full.C), ToCore(full.D),
+                              BH, CH, DH, Actuators(excitation, inputs));
+        });
+    };
+    EXPECT_EQ(build({{0, 'D'}, {1, 'F'}}, 1), "");
+    EXPECT_EQ(build({{0, 'D'}}, 1), "KinematicSystem: 1 actuators for a model of 2 inputs.\n");
+    EXPECT_EQ(build({{0, 'D'}, {1, 'V'}}, 1),
+              "KinematicSystem: 2 actuators prescribe a motion, the constraint model has 1 "
+              "inputs and 1 outputs.\n");
+}
+
+TEST(KinematicModel, TakesTheLastOutputsAsMotionsAndTheirColumnsAsForces) {
+    Excitation excitation{Amplitude};
+    const Actuators actuators(excitation, {{0, 'F'}, {0, 'D'}, {0, 'F'}, {0, 'A'}});
+    const MatrixXd B = ToEigen(RandomMatrix<double>(6, 4, 1)),
+                   C = ToEigen(RandomMatrix<double>(5, 6, 2)),
+                   D = ToEigen(RandomMatrix<double>(5, 4, 3));
+    const KinematicModel split(ToCore(B), ToCore(C), ToCore(D), actuators);
+    const std::vector<int> moving{1, 3}, motions{3, 4};
+    EXPECT_EQ(ToEigen(split.C()), C.topRows(3));
+    EXPECT_EQ(ToEigen(split.D()), D.topRows(3));
+    EXPECT_EQ(ToEigen(split.Bhat()), B(Eigen::all, moving));
+    EXPECT_EQ(ToEigen(split.Chat()), C.bottomRows(2));
+    EXPECT_EQ(ToEigen(split.Dhat()), D(motions, moving));
+
+    const auto error = [&](int bCols, int cRows, int cCols, int dRows, int dCols) {
+        return ErrorText([&] {
+            KinematicModel(Matrix2D<double>(6, bCols), Matrix2D<double>(cRows, cCols),
+                           Matrix2D<double>(dRows, dCols), actuators);
+        });
+    };
+    EXPECT_EQ(error(4, 2, 6, 2, 4), "");  // no output but the motions
+    EXPECT_EQ(error(3, 5, 6, 5, 3), "KinematicModel: 4 actuators for a model of 3 inputs.\n");
+    EXPECT_EQ(error(4, 1, 6, 1, 4),
+              "ABCD Matrix size error.\n  The number of rows and columns of ABCD must match.\n"
+              "   A: 6 x 6\n   B: 6 x 4\n   C: 1 x 6\n   D: 1 x 4 \n");
+    for (const std::string& misfit :
+         {error(4, 5, 5, 5, 4), error(4, 5, 6, 4, 4), error(4, 5, 6, 5, 3)})
+        EXPECT_THAT(misfit, testing::StartsWith("ABCD Matrix size error."));
+}
+
+TEST(KinematicSystem, IsCopiedWithItsModels) {
+    const Inputs inputs{{0, 'A'}, {3, 'F'}};
+    const Frequencies w = Vector({7, 9});
+    Excitation excitation{Amplitude};
+    const Actuators actuators(excitation, inputs);
+    for (const Form form : {Form::StateSpace, Form::Modal}) {
+        auto source = Build(Constrainable(HalfCar(), inputs), actuators, form);
+        source->TransferFunction(Vector({1, 2}));
+        const std::unique_ptr<System> copy = source->Copy();
+        const Answer expected = Slots(source->TransferFunction(w));
+        const MatrixXd A = ToEigen(source->ABCDMatrixH('A')),
+                       BH = ToEigen(source->ABCDMatrixH('B'));
+        source.reset();
+        EXPECT_EQ(Slots(copy->TransferFunction(w)), expected);
+        EXPECT_EQ(ToEigen(dynamic_cast<KinematicSystem&>(*copy).ABCDMatrixH('B')), BH);
+        EXPECT_EQ(copy->Inputs(), 2);
+        EXPECT_EQ(copy->Outputs(), 12);
+        if (form == Form::StateSpace) continue;
+        const auto& modal = dynamic_cast<KinematicSystemMS&>(*copy);
+        EXPECT_EQ(ToEigen(Matrix2D<double>(modal.AMatrix())), A);
+        EXPECT_EQ(modal.Eigen().Eigenvalues(), 8);
+    }
+}
+
+// An oscillator under a force and a motion, on two counting models. The constraint model may
+// be another one: that of a damped oscillator answers where the undamped one prints a message.
+class CountingModel : public ForceSystemSS {
+  public:
+    CountingModel(const Model& m, const Matrix2D<double>& B, const Matrix2D<double>& C,
+                  const Matrix2D<double>& D, int& solves)
+        : ForceSystemSS(0, ToCore(m.A), B, C, D, {}), solves_(solves) {}
+
+  private:
+    int& solves_;
+    void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override {
+        ++solves_;
+        ForceSystemSS::FrequencyResponse(w, H, statesOnly);
+    }
+};
+class CountingSystem : public KinematicSystem {
+  public:
+    CountingSystem(const Model& full, const Model& constraint, const Actuators& actuators,
+                   int& solves)
+        : CountingSystem(full, constraint, actuators, solves,
+                         {ToCore(full.B), ToCore(full.C), ToCore(full.D), actuators}) {}
+    std::unique_ptr<System> Copy() const override {
+        return std::make_unique<CountingSystem>(*this);
+    }
+
+  private:
+    CountingSystem(const Model& full, const Model& constraint, const Actuators& actuators,
+                   int& solves, const KinematicModel& m)
+        : KinematicSystem(
+              0, actuators,
+              std::make_unique<CountingModel>(full, ToCore(full.B), m.C(), m.D(), solves),
+              std::make_unique<CountingModel>(constraint, m.Bhat(), m.Chat(), m.Dhat(),
+                                              solves)) {}
+};
+struct DrivenMotion {
+    Model model, constraint;
+    Inputs inputs{{0, 'F'}, {0, 'D'}};
+    Excitation excitation{Amplitude};
+    Actuators actuators{excitation, inputs};
+    int solves = 0;
+    CountingSystem system{Constrainable(model, inputs), constraint, actuators, solves};
+    int Solves() const { return solves; }
+};
+
+TEST(Caches, OfKinematicModelsHoldNothingAtFirstAndThenSpareAllTheyCan) {
+    ExpectToSpareAllTheyCan(
+        [] { return std::make_unique<DrivenMotion>(DampedChain(2), DampedChain(2)); }, 2);
+}
+
+TEST(Caches, OfKinematicModelsNeverAnswerWithAnotherVectorsResult) {
+    const DrivenMotion fresh{DampedChain(2), DampedChain(2)};
+    ExpectNoAnswerToAnotherQuestion(fresh.system);
+}
+
+TEST(Caches, OfKinematicModelsAreSafeFromHostCodeThatThrowsOrQueriesTheSameModel) {
+    ExpectSafetyFromHostCode(
+        [] { return std::make_unique<DrivenMotion>(Oscillator(4, 0), Oscillator(4, 0.5)); }, 2);
 }
 
 }  // namespace
