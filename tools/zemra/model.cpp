@@ -1,0 +1,136 @@
+#include "tools/zemra/model.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <utility>
+
+#include "tools/zemra/failure.h"
+#include "tools/zemra/progress.h"
+
+namespace Tool {
+namespace {
+
+template <typename Part>
+std::vector<double> Parts(const std::vector<std::complex<double>>& values, Part part) {
+    std::vector<double> result(values.size());
+    std::transform(values.begin(), values.end(), result.begin(), part);
+    return result;
+}
+
+}  // namespace
+
+ZmAPI_Matrix ForTheLibrary(const Example::DumpedMatrix& m) {
+    return {m.rows, m.columns, m.values.data()};
+}
+
+ZmAPI_Matrix ForTheLibrary(const std::vector<double>& values) {
+    return {static_cast<int>(values.size()), values.data()};
+}
+
+ZmAPI_Matrix OneFrequency(double w) { return {1, &w}; }
+
+ZmAPI_SystemSS StateSpaceModel(const ModelFile& model, const Actuators& actuators) {
+    const Example::DumpedModel& m = model.matrices;
+    return {model.time,         ForTheLibrary(m.A), ForTheLibrary(m.B),
+            ForTheLibrary(m.C), ForTheLibrary(m.D), actuators.Get()};
+}
+
+ZmAPI_System ModalModel(const ModelFile& model, const Actuators& actuators,
+                        const std::vector<int>& modes, const ZmAPI_EigenProblem* eigen) {
+    const Example::DumpedModel& m = model.matrices;
+    return {model.time,
+            ForTheLibrary(m.A),
+            ForTheLibrary(m.B),
+            ForTheLibrary(m.C),
+            ForTheLibrary(m.D),
+            actuators.Get(),
+            static_cast<int>(modes.size()),
+            modes.data(),
+            eigen};
+}
+
+Model::Model(ZmAPI_SystemSS model) : model_(std::move(model)) {
+    if (std::get<ZmAPI_SystemSS>(model_).Error()) throw NoResult();
+}
+
+Model::Model(ZmAPI_System model) : model_(std::move(model)) {
+    if (std::get<ZmAPI_System>(model_).Error()) throw NoResult();
+}
+
+ZmAPI_Matrix Model::TransferFunction(const ZmAPI_Matrix& w) {
+    return std::visit([&](auto& model) { return model.TransferFunction(w); }, model_);
+}
+
+ZmAPI_Matrix Model::FrequencyResponse(const ZmAPI_Matrix& w) {
+    return std::visit([&](auto& model) { return model.FrequencyResponse(w); }, model_);
+}
+
+ZmAPI_Matrix Model::MCT(const ZmAPI_Matrix& w, bool withActuators) {
+    return std::visit([&](auto& model) { return model.MCT(w, withActuators); }, model_);
+}
+
+ZmAPI_Matrix Model::PSD(double w, double dw) {
+    return std::visit([&](auto& model) { return model.PSD(w, dw); }, model_);
+}
+
+std::vector<std::complex<double>> Sweep::Line(std::size_t i, std::size_t j) const {
+    std::vector<std::complex<double>> line(done);
+    for (std::size_t k = 0; k < done; ++k) line[k] = At(k, i, j);
+    return line;
+}
+
+Sweep RunSweep(const Messages& messages, const std::vector<double>& w, std::size_t rows,
+               std::size_t columns, const std::function<ZmAPI_Matrix(double)>& query) {
+    Sweep sweep{rows, columns};
+    sweep.values.reserve(w.size() * rows * columns);
+    Progress progress("frequencies", w.size());
+    constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+    for (; sweep.done < w.size() && !Interrupted(); ++sweep.done) {
+        const int errors = messages.Errors();
+        const ZmAPI_Matrix answer = query(w[sweep.done]);
+        const bool good = messages.Errors() == errors;
+        const bool stack = answer.Size(2) > 0;
+        for (std::size_t i = 0; i < rows; ++i)
+            for (std::size_t j = 0; j < columns; ++j) {
+                const int row = static_cast<int>(i), column = static_cast<int>(j);
+                sweep.values.push_back(!good   ? std::complex<double>(kNone, kNone)
+                                       : stack ? answer.ValueC(0, row, column).GetComplex()
+                                               : answer.ValueC(row, column).GetComplex());
+            }
+        progress.Show(sweep.done + 1);
+    }
+    return sweep;
+}
+
+std::vector<double> Magnitudes(const std::vector<std::complex<double>>& values) {
+    return Parts(values, [](const std::complex<double>& z) { return std::abs(z); });
+}
+
+std::vector<double> Phases(const std::vector<std::complex<double>>& values) {
+    return Parts(values, [](const std::complex<double>& z) {
+        return std::arg(z) * 180.0 / std::numbers::pi;
+    });
+}
+
+std::vector<double> RealParts(const std::vector<std::complex<double>>& values) {
+    return Parts(values, [](const std::complex<double>& z) { return z.real(); });
+}
+
+std::vector<double> ImaginaryParts(const std::vector<std::complex<double>>& values) {
+    return Parts(values, [](const std::complex<double>& z) { return z.imag(); });
+}
+
+std::vector<double> CumulativeRms(const std::vector<double>& hertz,
+                                  const std::vector<double>& density) {
+    std::vector<double> result(density.size());
+    double sum = 0.0;
+    for (std::size_t k = 1; k < density.size(); ++k) {
+        sum += 0.5 * (hertz[k] - hertz[k - 1]) * (density[k] + density[k - 1]);
+        result[k] = std::sqrt(sum);
+    }
+    return result;
+}
+
+}  // namespace Tool
