@@ -85,6 +85,9 @@ TEST(FDData, ErrorIsThatOfTheDefinition) {
         EXPECT_NEAR(DataOf(element).SquaredError(p), expected, 1e-9 * expected) << free;
         p[2] = kNaN;
         EXPECT_EQ(DataOf(element).SquaredError(p), kInfinity);
+        p[2] = 1e160;  // beside a damper: its square overflows, and it must not disappear
+        p[5] = 1;
+        EXPECT_EQ(DataOf(element).SquaredError(p), kInfinity);
     }
 }
 

@@ -19,22 +19,6 @@ constexpr char kNotFinite[] =
 constexpr double kDegrees = 57.29577951308232;  // in a radian
 constexpr double kTwoPi = 2 * 3.141592653589793;
 
-// The coefficients of H = K + iwC + R·(K2 + iwC2)/(Ks + iwCs), as in doFDEvaluate.
-struct Coefficients {
-    double K, C, R, K2, C2, Ks, Cs;
-
-    explicit Coefficients(const FDParameters& p)
-        : K(p[0]), C(p[1]), R(0.0), K2(p[4]), C2(p[5]), Ks(p[2] + p[4]), Cs(p[3] + p[5]) {
-        if (Cs != 0.0) {
-            K += p[3] * K2 / Cs;
-            C += p[3] * C2 / Cs;
-            R = p[2] - Ks * p[3] / Cs;
-        } else if (Ks != 0.0) {
-            K += p[2] * K2 / Ks;
-        }
-    }
-};
-
 }  // namespace
 
 FDData::FDData(const Matrix& data) {
@@ -71,7 +55,7 @@ FDData FDData::Scaled(double factor) const {
 // The division is written out without protection against overflow of squares: this runs some
 // ten thousand times for one element, and would take most of the time of an identification.
 double FDData::SquaredError(const FDParameters& p) const {
-    const Coefficients e(p);
+    const FDSeriesForm e(p);
     const double* const omega = omega_.Data();
     const Complex* const H = H_.Data();
     double sum = 0.0;
@@ -83,6 +67,7 @@ double FDData::SquaredError(const FDParameters& p) const {
             const double wC2 = w * e.C2;
             const double wCs = w * e.Cs;
             const double square = e.Ks * e.Ks + wCs * wCs;
+            if (std::isinf(square)) return square;  // the quotient would vanish, and fit
             if (square > 0.0) {
                 const double factor = e.R / square;
                 re += factor * (e.K2 * e.Ks + wC2 * wCs);

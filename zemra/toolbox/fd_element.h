@@ -11,6 +11,18 @@ namespace ZEMRA::Vibration {
 /// spring-damper pairs (K1, C1) and (K2, C2).
 using FDParameters = std::array<double, 6>;
 
+/// The constants of the form in which the stiffness is evaluated,
+///
+///   H(w) = K + iwC + R·(K2 + iwC2)/(Ks + iwCs)
+///
+/// that of the definition with (K1 + iwC1) divided by the denominator: it stays finite when one
+/// of the pairs is a damper alone. Without dampers in the series connection R is 0.
+struct FDSeriesForm {
+    double K, C, R, K2, C2, Ks, Cs;
+
+    explicit FDSeriesForm(const FDParameters& p);
+};
+
 /// The complex dynamic stiffness of the element at the first n angular frequencies of omega
 /// (no more than there are):
 ///
