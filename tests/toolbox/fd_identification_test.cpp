@@ -317,16 +317,28 @@ TEST_P(Identification, FitsNoisyDataAsWellAsTheTruth) {
 INSTANTIATE_TEST_SUITE_P(Families, Identification, testing::ValuesIn(ElementFamilies()),
                          [](const auto& family) { return "Free" + family.param; });
 
-// Here the search ends at parameters whose stiffness is rounding.
+// Here the search ends at parameters whose stiffness is rounding, the last two at frequencies
+// far from those that its absolute steps are made for.
 TEST(FDIdentification, KeepsTheParametersToWhatTheDataCanTell) {
-    const std::vector<std::pair<std::string, unsigned>> sets{
-        {"110000", 138}, {"000111", 160}, {"111111", 830}};
-    for (const auto& [free, seed] : sets) {
-        const MeasuredElement element = RandomElement(free, seed, 0.01);
+    struct Set {
+        std::string free;
+        unsigned seed;
+        double frequency;
+    };
+    const std::vector<Set> sets{{"110000", 138, 1},
+                                {"000111", 160, 1},
+                                {"111111", 830, 1},
+                                {"110000", 9000, 1e5},
+                                {"110000", 9008, 1e6}};
+    for (const auto& [free, seed, frequency] : sets) {
+        MeasuredElement element = RandomElement(free, seed, 0.01);
+        for (std::size_t j = 1; j < element.rows.size(); j += 4) element.rows[j] *= frequency;
+        for (const std::size_t i : {1U, 3U, 5U}) element.p[i] /= frequency;
         const FDData data = DataOf(element);
         const FDParameters p = IdentifyFDElement(data), limit = LargestFDParameters(data);
         for (std::size_t i = 0; i < 6; ++i) EXPECT_LE(p[i], limit[i] * (1 + 1e-9)) << seed;
-        EXPECT_LT(element.SquaredError(Vector(p)), 1.05 * element.SquaredError(element.p));
+        EXPECT_LT(element.SquaredError(Vector(p)), 1.05 * element.SquaredError(element.p))
+            << seed;
     }
 }
 

@@ -59,6 +59,19 @@ FDParameters Times(double factor, FDParameters p) {
     return p;
 }
 
+// Beyond the limits the stiffness is what rounding leaves of huge terms: an error that seems
+// small there is none that another order of operations finds.
+FDParameters Within(const FDParameters& limit, FDParameters p) {
+    for (std::size_t i = 0; i < p.size(); ++i) p[i] = std::clamp(p[i], -limit[i], limit[i]);
+    return p;
+}
+
+FDParameters OnlyFinite(const FDParameters& p) {
+    if (!std::all_of(p.begin(), p.end(), [](double x) { return std::isfinite(x); }))
+        throw Error(kNoFit);
+    return p;
+}
+
 }  // namespace
 
 FDParameters SearchFDElement(const FDData& data) {
@@ -76,13 +89,15 @@ FDParameters SearchFDElement(const FDData& data) {
 FDParameters IdentifyFDElement(const FDData& data) {
     const FDParameters found = SearchFDElement(data);
     const double factor = kScaledStiffness / data.LargestStiffness();
-    if (!std::isfinite(factor)) return found;  // no stiffness at all
+    if (!std::isfinite(factor)) return OnlyFinite(found);  // no stiffness at all
 
     // Errors are compared here for small and large units alike: both are multiplied by
     // factor², which changes no order, and no square of a stiffness overflows or underflows.
     const FDData scaled = data.Scaled(factor);
-    Fit best{Times(factor, found), scaled.SquaredError(Times(factor, found))};
-    Improve(scaled, SearchFDElement(scaled), best);
+    const FDParameters limit = LargestFDParameters(scaled);
+    const FDParameters start = Within(limit, Times(factor, found));
+    Fit best{start, scaled.SquaredError(start)};
+    Improve(scaled, Within(limit, SearchFDElement(scaled)), best);
 
     // The Newton steps end where the difference formulas do, and sometimes in a poor minimum.
     const double met = kMetToRounding * scaled.SquaredError(FDParameters{});
@@ -92,11 +107,8 @@ FDParameters IdentifyFDElement(const FDData& data) {
         Improve(scaled, PolishFDElement(scaled, candidate.p), best);
     }
 
-    const FDParameters result = Times(1.0 / factor, best.p);
-    const auto isFinite = [](double x) { return std::isfinite(x); };
-    if (!isFinite(best.error) || !std::all_of(result.begin(), result.end(), isFinite))
-        throw Error(kNoFit);
-    return result;
+    if (!std::isfinite(best.error)) throw Error(kNoFit);
+    return OnlyFinite(Times(1.0 / factor, best.p));
 }
 
 }  // namespace ZEMRA::Vibration

@@ -14,6 +14,7 @@ FDParameters SearchFDElement(const FDData& data);
 /// The element that fits the data best: the result of the search, unless a second search on
 /// the data scaled to a largest stiffness of 100, or a least-squares refinement of the better
 /// of the two or of a candidate, comes out with a strictly lower squared error.
+/// What either search finds is first moved within LargestFDParameters.
 ///
 /// The parameters are not unique, since the stiffness has four degrees of freedom: compare
 /// elements by their stiffness. Throws Error "ZmAPI_ToolBox::FDElementID: No element with a
