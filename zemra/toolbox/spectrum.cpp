@@ -139,12 +139,13 @@ Matrix2D<double> cFFT::Densities(const Matrix2D<T>& data, ZmAPI_ToolBox::eWindow
     std::vector<Complex> lines(static_cast<std::size_t>(Lines(m, data)));
     Matrix1D<double> mean(Lines(m, data));
     Matrix2D<double> result(mean.Size(0), data.Size(1));
-    const std::int64_t advance = std::int64_t{m} - nOverlap;
+    const std::int64_t rows = data.Size(0), advance = std::int64_t{m} - nOverlap;
     for (int c = 0; c < data.Size(1); ++c) {
         std::fill_n(mean.Data(), mean.Size(0), 0.0);
         for (int s = 0; s < nSegments; ++s) {
-            const bool last = s == nSegments - 1;
-            Extract(data, c, last ? std::int64_t{data.Size(0)} - m : advance * s, x);
+            const std::int64_t start = s == nSegments - 1 ? rows - m : advance * s;
+            if (start + m <= 0 || start >= rows) continue;  // nothing but zeros
+            Extract(data, c, start, x);
             Apply(weights, x);
             Transform(m, x, lines);
             for (int k = 0; k < mean.Size(0); ++k) {
