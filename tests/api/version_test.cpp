@@ -21,10 +21,10 @@ TEST(Version, DescribesItsBuildOnStandardOutput) {
     const char* const release = vibration_version();
     std::fflush(stdout);
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                MatchesRegex("\n\n@.#.[a-z]+ Compile   os: [^\n]+"
-                             "\n@.#.[a-z]+ Compile date: [^\n]+"
-                             "\n@.#.[a-z]+ Release  ver: 2014.0.0-CL289716"
-                             "\n@.#.[a-z]+ C[+][+]  options: [^\n]*\n"));
+                MatchesRegex("\n\n@[(]#[)][a-z]+ Compile   os: [^\n]+"
+                             "\n@[(]#[)][a-z]+ Compile date: [^\n]+"
+                             "\n@[(]#[)][a-z]+ Release  ver: 2014[.]0[.]0-CL289716"
+                             "\n@[(]#[)][a-z]+ C[+][+]  options: [^\n]*\n"));
     EXPECT_STREQ(release, "2014.0.0-CL289716");
     EXPECT_STREQ(vibration_build_version(), release);
 }
