@@ -37,7 +37,7 @@ Matrix2D<Complex> ForceSystem::OutputsOf(const Matrix2D<Complex>& X) const {
     return H;
 }
 
-const Matrix2D<double>& ForceSystem::BCDMatrix(char which) const {
+const Matrix2D<double>& ForceSystem::MatrixBesideA(char which) const {
     switch (which) {
         case 'B':
             return B_;

@@ -47,7 +47,7 @@ class ForceSystem : public System {
     Matrix2D<Complex> OutputsOf(const Matrix2D<Complex>& X) const;
 
     /// The matrix 'B', 'C' or 'D'; throws BadMatrixLetter for another letter.
-    const Matrix2D<double>& BCDMatrix(char which) const;
+    const Matrix2D<double>& MatrixBesideA(char which) const;
 
     /// The state response per unit input, [frequency][state][input].
     const Matrix3D<Complex>& MPT(const Matrix1D<double>& w);

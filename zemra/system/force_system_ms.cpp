@@ -27,14 +27,6 @@ ForceSystemMS::ForceSystemMS(double time, const MatrixSparse2D<double>& A,
     ReadModes();
 }
 
-ForceSystemMS::ForceSystemMS(double time, const MatrixSparse2D<double>& A,
-                             const Matrix2D<double>& B, const Matrix2D<double>& C,
-                             const Matrix2D<double>& D)
-    : ForceSystem(time, B, C, D), A_(A) {
-    CheckABCDSizes(A_, B_, C_, D_);
-    ReadModes();
-}
-
 ForceSystemMS::ForceSystemMS(const ForceSystemMS& other)
     : ForceSystem(other),
       eigen_(other.eigen_),
@@ -43,7 +35,7 @@ ForceSystemMS::ForceSystemMS(const ForceSystemMS& other)
       stride_(other.stride_) {}
 
 const Matrix2D<double>& ForceSystemMS::ABCDMatrix(char which) const {
-    if (which != 'A') return BCDMatrix(which);
+    if (which != 'A') return MatrixBesideA(which);
     if (denseA_.Size(0) != A_.Size(0)) denseA_ = Matrix2D<double>(A_);
     return denseA_;
 }

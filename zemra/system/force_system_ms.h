@@ -24,8 +24,9 @@ class ForceSystemMS : public ForceSystem {
     ///   A (n × n), B (n × m), C (p × n), D (p × m)
     ///   actuators  one per column of B, copied
     ///   eigen      the problem that the modes came from, copied. When it holds n eigenvalues
-    ///              its Defective(i) are the chain links; otherwise (a selection of modes) row
-    ///              i is linked to row i − 1 where both are real modes and A(i − 1, i) ≠ 0.
+    ///              its Defective(i) are the chain links; otherwise (a selection of modes, or
+    ///              an empty problem) row i is linked to row i − 1 where both are real modes
+    ///              and A(i − 1, i) ≠ 0.
     ///
     /// Throws the Error of CheckABCDSizes.
     ForceSystemMS(double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
@@ -45,10 +46,6 @@ class ForceSystemMS : public ForceSystem {
     const EigenProblem& Eigen() const { return eigen_; }
 
   protected:
-    /// Without actuators and eigen problem: the chains are those that A itself couples.
-    ForceSystemMS(double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
-                  const Matrix2D<double>& C, const Matrix2D<double>& D);
-
     /// At w = 0 a real mode at exactly 0 (a rigid body) answers with 1e30 and the coupling of
     /// its chain with 1e99 in place of a division by zero. An undamped pair excited at its own
     /// frequency is not guarded: its response is infinite or not a number.

@@ -21,7 +21,7 @@ ForceSystemSS::ForceSystemSS(double time, const Matrix2D<double>& A, const Matri
 }
 
 const Matrix2D<double>& ForceSystemSS::ABCDMatrix(char which) const {
-    return which == 'A' ? A_ : BCDMatrix(which);
+    return which == 'A' ? A_ : MatrixBesideA(which);
 }
 
 void ForceSystemSS::FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) {
