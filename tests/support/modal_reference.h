@@ -13,17 +13,27 @@ inline double RelativeError(const Eigen::MatrixXcd& expected, const Eigen::Matri
 }
 
 /// Frequencies from the quasi-static range to beyond the largest eigenvalue.
-inline std::vector<double> AcrossTheModes(const Model& model) {
-    const double largest = model.A.eigenvalues().cwiseAbs().maxCoeff();
+inline std::vector<double> AcrossTheModes(const EigenProblem& eigen) {
+    double largest = 0;
+    for (int i = 0; i < eigen.Eigenvalues(); ++i)
+        largest = std::max(largest, std::abs(eigen.Eigenvalue(i)));
     return {0.003 * largest, 0.07 * largest, 0.31 * largest, 0.93 * largest, -2.7 * largest};
 }
 
 /// How far a modal form may be from the definition: the rounding of A's elements, amplified by
 /// the condition number of its vectors. Below 1e6 the accuracy that is asked for.
 inline double ModalTolerance(const EigenProblem& eigen) {
-    const Eigen::JacobiSVD<Eigen::MatrixXd> svd(ToEigen(eigen.MatrixV()));
-    const double condition = svd.singularValues()(0) / svd.singularValues().tail<1>()(0);
+    const auto norm = [](const Eigen::MatrixXd& m) {
+        const Eigen::MatrixXd square = m.transpose() * m;
+        return std::sqrt(square.selfadjointView<Eigen::Lower>().eigenvalues().maxCoeff());
+    };
+    const double condition = norm(ToEigen(eigen.MatrixV())) * norm(ToEigen(eigen.MatrixZinv()));
     return condition < 1e6 ? 1e-9 : 50 * std::numeric_limits<double>::epsilon() * condition;
+}
+
+/// The left inverse (TᵀT)⁻¹Tᵀ of the columns of T, by least squares.
+inline Eigen::MatrixXd LeftInverse(const Eigen::MatrixXd& T) {
+    return T.colPivHouseholderQr().solve(Eigen::MatrixXd::Identity(T.rows(), T.rows()));
 }
 
 /// The first eigenvalue of each mode.
