@@ -323,6 +323,9 @@ TEST(PlainBalance, ScalesInPlaceAndWritesTheTranspose) {
     EXPECT_EQ(out, balanced.transpose());
     EXPECT_TRUE(VibMatrix_Balance(inPlace.data(), inPlace.data(), 2));
     EXPECT_EQ(inPlace, balanced.transpose());
+    MatrixXd extreme{{1, 0x1p-1074}, {0x1p1022, 1}};  // by 16²⁶², itself no double
+    EXPECT_TRUE(VibMatrix_Balance(out.data(), extreme.data(), 2));
+    EXPECT_EQ(extreme, (MatrixXd{{1, 0x1p-26}, {0x1p-26, 1}}));
     MatrixXd untouched = out;
     EXPECT_TRUE(VibMatrix_Balance(untouched.data(), untouched.data(), 0));
     EXPECT_TRUE(VibMatrix_Balance(untouched.data(), untouched.data(), -3));

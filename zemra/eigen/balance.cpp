@@ -79,8 +79,10 @@ void ScaleBlock(FlatMatrix<double> a, CoupledBlock block, double* scale) {
             if (f == 1.0) continue;
             changed = true;
             if (scale) scale[i] *= f;
-            for (int j = block.low; j < a.Order(); ++j) a(i, j) *= 1.0 / f;
+            const double diagonal = a(i, i);  // unchanged, but could overflow on the way
+            for (int j = block.low; j < a.Order(); ++j) a(i, j) /= f;
             for (int j = 0; j <= block.igh; ++j) a(j, i) *= f;
+            a(i, i) = diagonal;
         }
     }
 }
