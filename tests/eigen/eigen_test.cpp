@@ -228,6 +228,9 @@ TEST(Eigen, FindsEveryChainOfExactlyRepeatedEigenvalues) {
         // Here a pivot of noise would seem to extend the shorter chain.
         {zoo::Disguised(uneven - 3 * MatrixXd::Identity(6, 6), 2), 3},
         {zoo::Rows({{1, 1}, {0, 1 + kEpsilon}}), 0},  // they differ at all
+        // What couples them is below 1e-12, or above.
+        {zoo::Rows({{0, 0.9e-12, 0}, {0, 0, 0}, {0, 0, 1}}), 0},
+        {zoo::Rows({{0, 1.1e-12, 0}, {0, 0, 0}, {0, 0, 1}}), 1},
         {MatrixXd::Zero(2, 2), 0}};
     for (const auto& [A, links] : chains) {
         const Solver solver = Sorted(A);

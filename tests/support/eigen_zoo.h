@@ -232,6 +232,12 @@ inline void AddDefective(Collector& zoo) {
         zoo.AddDisguises("JordanBeside", BlockDiagonal({Jordan(lambda, 2), Jordan(3.0, 2),
                                                         Rows({{0, -1}, {1, 0}})}));
     }
+    // Rounding keeps a subdiagonal element just above what is negligible.
+    zoo.Add("Stalling", Rows({{7, -8, 3, 6}, {3, -3, 1, 3}, {4, -4, 1, 4}, {-6, 8, -3, -5}}));
+    // Components that grow by 1e8 a row would overflow.
+    Dense growing = Jordan(0.0, 60);
+    for (Index i = 0; i < 60; ++i) growing(i, i) = 1e-8 * static_cast<double>(i);
+    zoo.Add("Growing", growing);
     // Two chains whose ends combine: (T − λI)·y meets both heads, of unequal length.
     zoo.Add("CombinedHeads", Rows({{0, 0, 1}, {0, 0, 1}, {0, 0, 0}}));
     zoo.Add("CombinedChains", Rows({{0, 1, 0, 2}, {0, 0, 0, 3}, {0, 0, 0, 5}, {0, 0, 0, 0}}));
