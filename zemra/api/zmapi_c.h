@@ -36,33 +36,33 @@ ZM_API const char* vibration_build_version(void);
 ZM_API const char* vibration_version(void);
 
 /** Solves A x = lambda x with eigenvectors. Arrays are n x n, column-major: element (r, c) is
-   at c*n + r. The order of the eigenvalues is that of ZmAPI_EigenProblem.
+    at c*n + r. The order of the eigenvalues is that of ZmAPI_EigenProblem.
 
       a       the matrix
-      wr, wi  n numbers each: real and imaginary parts, in cycles per second (those of a, taken
-              as rad/s, over 2 pi)
-      z       n x n: column i holds the vector of a real eigenvalue; of a pair i, i + 1, column
-   i holds the real and column i + 1 the imaginary part of the vector of i, whose imaginary part
-   is positive nfound  the number of eigenvalues found: n, or 0 after a failure, which is
-   printed
+      wr, wi  n numbers each: real and imaginary parts, in cycles per second (those of a,
+              taken as rad/s, over 2 pi)
+      z       n x n: column i holds the vector of a real eigenvalue i; of a pair i, i + 1,
+              columns i and i + 1 hold the real and the imaginary part of the vector of i, the
+              one with the positive imaginary part
+      nfound  the number of eigenvalues found: n, or 0 after a failure, which is printed
 
     A null wr, wi, z or nfound is skipped. With n < 1, or after a failure, nothing is written
-   but nfound. A file named by the environment variable ZEMRA_DUMP_VIBRATION_MODEL receives the
-    matrix first, in the form of a model's A. */
+    but nfound. A file named by the environment variable ZEMRA_DUMP_VIBRATION_MODEL receives
+    the matrix first, in the form of a model's A. */
 ZM_API void EigenSolution(int n, const double* a, double* wr, double* wi, double* z,
                           int* nfound);
 
 /** Solves A x = lambda B x with eigenvectors. The eigenvalues keep the unit they have (rad/s)
-   and stand on the diagonals of er and ei; other elements there are left alone. Column i of vr
-   and vi receives the real and the imaginary part of vector i, those of both members of a pair.
-   Each of the four n x n arrays may be null. All else is as for EigenSolution, without the
-   file. */
+    and stand on the diagonals of er and ei; other elements there are left alone. Column i of
+    vr and vi receives the real and the imaginary part of vector i, those of both members of a
+    pair. Each of the four n x n arrays may be null. All else is as for EigenSolution, without
+    the file. */
 ZM_API void GeneralEigenSolution(int n, const double* a, const double* b, double* er,
                                  double* ei, double* vr, double* vi, int* nfound);
 
 /** Balances the column-major n x n matrix a in place, by exchanges of rows and columns and by
     scaling with powers of 16, and writes its transpose to out: out[r*n + c] = a[c*n + r].
-   Returns true; with n < 1 or a null a nothing is written, with a null out only a. */
+    Returns true; with n < 1 or a null a nothing is written, with a null out only a. */
 ZM_API bool VibMatrix_Balance(double* out, double* a, int n);
 
 #ifdef __cplusplus

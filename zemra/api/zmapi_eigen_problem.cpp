@@ -1,5 +1,7 @@
 #include "zemra/api/zmapi_eigen_problem.h"
 
+#include <utility>
+
 #include "zemra/api/core_values.h"
 #include "zemra/api/guarded.h"
 #include "zemra/eigen/eigen_problem.h"

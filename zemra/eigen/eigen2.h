@@ -20,9 +20,10 @@ class Eigen2<double> : public Eigen<double> {
     ///
     ///   A, B  n × n, both of the same order
     ///
-    /// An eigenvalue is the plain quotient (alfr + i·alfi)/beta: a singular B gives infinite
-    /// values, and not-a-number where A is singular along with it. No defective chain is
-    /// formed. Should the iteration not converge, the values are those of the partly reduced
+    /// An eigenvalue is the plain quotient (alfr + i·alfi)/beta: a singular B gives an infinite
+    /// real part beside the imaginary part 0/0, not-a-number, which puts it last when sorted;
+    /// both are not-a-number where A is singular along with B. No defective chain is formed.
+    /// Should the iteration not converge, the values are those of the partly reduced
     /// pencil and V holds the transformation reached, not the vectors.
     ///
     /// Throws Error "QZ: The matrices hold elements that are not finite or too large." when the

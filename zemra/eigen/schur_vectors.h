@@ -10,9 +10,11 @@ namespace ZEMRA::Vibration {
 /// eigenvalue; a pair fills its two columns with the real and the imaginary part of the first
 /// one's vector.
 ///
-///   t      T, column-major; transposed on return, with the eigenvalues of chains on its
-///   diagonal block  the rows and columns that have been balanced E      its eigenvalues (n) D
-///   the links (n), D(i) = i on entry. A real eigenvalue that stands bit for bit above
+///   t      T, column-major; on return transposed, with the eigenvalues of chains on the
+///          diagonal
+///   block  the rows and columns that have been balanced
+///   E      the eigenvalues of T (n)
+///   D      the links (n), D(i) = i on entry. A real eigenvalue that stands bit for bit above
 ///          itself on the diagonal, without a vector of its own, becomes a generalized one:
 ///          D(i) is then the member before it and E(i) that one's eigenvalue.
 ///   y      n×n zeros on entry, Y on return
