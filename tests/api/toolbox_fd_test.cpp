@@ -66,6 +66,11 @@ TEST(InterfaceElements, EvaluateNothingFromWhatIsNoVector) {
     expect(ZmAPI_ToolBox::FDEvaluate(two, two, two, two, two, one, two, false), kShort);
     expect(ZmAPI_ToolBox::FDEvaluate(two, two, complex, two, two, two, two, true), kUnknown);
     expect(ZmAPI_ToolBox::FDEvaluate(two, two, two, two, two, two, matrix, true), kUnknown);
+    ZmAPI_Matrix moved(two);
+    const ZmAPI_Matrix taken(std::move(moved));
+    // NOLINTNEXTLINE(bugprone-use-after-move): such a handle must be refused
+    expect(ZmAPI_ToolBox::FDEvaluate(1, 2, 3, 4, 5, 6, moved, true), kUnknown);
+    expect(ZmAPI_ToolBox::FDEvaluate(moved, two, two, two, two, two, two, false), kUnknown);
 
     const ZmAPI_Matrix nothing(0, x);
     EXPECT_EQ(ZmAPI_ToolBox::FDEvaluate(1, 2, 3, 4, 5, 6, nothing, true).Size(0), 0);

@@ -22,10 +22,11 @@ bool HasValues(const ZmAPI_Matrix& m) {
            dynamic_cast<const ZEMRA::Vibration::MatrixSparse1D<double>*>(core);
 }
 
-// The first n values of a vector. Where one is missing the handle itself reports it, once.
+// The first n values of a vector. Where one is missing a handle reports it, once; not m itself,
+// which would keep silent when it is empty.
 bool ReadValues(const ZmAPI_Matrix& m, int n, Matrix1D<double>& values) {
     if (!HasValues(m) || m.Size(0) < n) {
-        m.Value(n - 1);
+        ZmAPI_Matrix(m.GetMatrix()).Value(n - 1);
         return false;
     }
     values = Matrix1D<double>(n);
