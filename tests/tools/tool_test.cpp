@@ -654,6 +654,54 @@ TEST_F(Tool, PlotsAreDrawn) {
     }
 }
 
+// The page in a browser: it draws its plots, complains about nothing and, under its own policy,
+// loads nothing (a refusal would be a complaint).
+TEST_F(Tool, ReportsDrawThemselvesInABrowser) {
+    if (std::system("chromium --version > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "Chromium is not there";
+    const std::string model = std::string(ZEMRA_EXAMPLE_MODELS) + "/half_car.json";
+    const Ended ended = Run({"report", model, "@@/page.html"});
+    EXPECT_EQ(ended.code, 0);
+    EXPECT_EQ(ended.error, "");
+    const std::string command =
+        "HOME=" + here_.string() +
+        " timeout 60 chromium --headless --no-sandbox --disable-gpu --user-data-dir=" +
+        File("browser").string() +
+        " --enable-logging=stderr --virtual-time-budget=5000 --dump-dom file://" +
+        File("page.html").string() + " > " + File("dom").string() + " 2> " +
+        File("log").string();
+    ASSERT_EQ(std::system(command.c_str()), 0) << Read(File("log"));
+    EXPECT_THAT(Read(File("log")), testing::Not(HasSubstr("CONSOLE")));
+    const std::string dom = Read(File("dom"));
+    const auto count = [&](const std::string& text) {
+        int found = 0;
+        for (std::size_t at = 0; (at = dom.find(text, at)) != std::string::npos; ++at) ++found;
+        return found;
+    };
+    if (dom.find("<script") != std::string::npos)
+        EXPECT_EQ(count("data-drawn=\"3\""), 3);  // magnitude, phase, density; 3 outputs
+    else
+        EXPECT_EQ(count("<svg"), 5);  // magnitude and phase of both inputs, density
+    const std::size_t table = dom.find("id=\"modes\"");
+    ASSERT_NE(table, std::string::npos);
+    const std::string modes = dom.substr(table, dom.find("</table>", table) - table);
+    EXPECT_EQ(std::count(modes.begin(), modes.end(), '\n'), 4 + 1);  // a line a row
+    EXPECT_THAT(dom, HasSubstr("0.54108"));
+}
+
+TEST_F(Tool, ReportsSayWhatIsNotThereAndEscapeNames) {
+    WriteOscillator(10.0, 0.1);
+    const std::string model = WriteJson(
+        R"("name": "<b>&", "outputs": [{"name": "</script><i>"}],
+           "frequencies": {"from": 0.1, "to": 10, "points": 50})");
+    EXPECT_EQ(Run({"report", model, "@@/page.html"}).error, "");
+    const std::string page = Read(File("page.html"));
+    EXPECT_THAT(page, HasSubstr("<h1>&lt;b>&amp;</h1>"));
+    EXPECT_THAT(page, testing::Not(HasSubstr("</script><i>")));
+    EXPECT_THAT(page, HasSubstr("The inputs have no spectral densities"));
+    EXPECT_THAT(page, HasSubstr("100 % mode 0, 1.592 Hz"));
+}
+
 // ---- Models from elsewhere -----------------------------------------------------------------
 
 class ModelData : public Tool {
@@ -672,6 +720,7 @@ TEST_F(ModelData, PublishedMagnitudesAreReproduced) {
     int compared = 0;
     for (const auto& file : fs::directory_iterator(folder_)) {
         const std::string name = file.path().filename();
+        // The beam's 348 states take too long without optimisation.
         if (!name.ends_with("_mag.csv") || name.starts_with("beam_")) continue;
         SCOPED_TRACE(name);
         const std::string model =
@@ -693,6 +742,23 @@ TEST_F(ModelData, PublishedMagnitudesAreReproduced) {
         }
     }
     EXPECT_GT(compared, 0) << "no table of magnitudes in " << folder_;
+}
+
+// A report says what the library says of these models, and no more.
+TEST_F(ModelData, ReportsRunWithoutErrors) {
+    const std::map<std::string, std::string> warnings{
+        {"piezo_actuator", "zemra: warning: [^\n]*nearly dependent[^\n]*\n"}};
+    for (const std::string name : {"building", "half_car", "bicycle", "astovl_aircraft",
+                                   "coupled_springs", "piezo_actuator"}) {
+        SCOPED_TRACE(name);
+        const Ended ended = Run(
+            {"report", (folder_ / (name + ".txt")).string(), "@@/page.html", "--white", "1"});
+        EXPECT_EQ(ended.code, 0);
+        const auto warning = warnings.find(name);
+        EXPECT_THAT(ended.error,
+                    MatchesRegex(warning == warnings.end() ? "" : warning->second));
+        EXPECT_THAT(Read(File("page.html")), HasSubstr("</html>"));
+    }
 }
 
 }  // namespace

@@ -175,6 +175,13 @@ class CommandLine {
         CLI::App* compliance =
             AddModel("compliance", "Static compliance: outputs per unit of a constant force");
         AddResults(compliance, false);
+
+        CLI::App* report = AddModel("report", "One HTML page about the model");
+        report->add_option("HTML", a_.html, "Page to write")->required()->check(RefuseEmpty);
+        AddFrequencies(report, true);
+        AddForm(report, "modal coordinates where they agree with the state space");
+        AddDensities(report);
+        AddChannels(report);
     }
 
     void AddDensities(CLI::App* command) {

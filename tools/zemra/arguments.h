@@ -14,7 +14,7 @@ struct Arguments {
     bool verbose = false;
 
     // Where the results go, beside the terminal; empty for nowhere.
-    std::string csv, json, plot;
+    std::string csv, json, plot, html;
 
     // Frequencies, as written: LOW:HIGH:COUNT, a list, or @FILE.
     std::string hertz, radians;

@@ -29,6 +29,8 @@ Result Densities(const Arguments& arguments, Messages& messages);
 Result Coordinates(const Arguments& arguments, Messages& messages);
 Result Participations(const Arguments& arguments, Messages& messages);
 Result Compliance(const Arguments& arguments, Messages& messages);
+/// Writes the page itself; the result holds nothing.
+Result Report(const Arguments& arguments, Messages& messages);
 Result Fft(const Arguments& arguments, Messages& messages);
 Result Spectrum(const Arguments& arguments, Messages& messages);
 Result EvaluateElements(const Arguments& arguments, Messages& messages);

@@ -3,29 +3,27 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
 #include <numbers>
 
 namespace Tool {
 namespace {
 
-// The library hands back a copy of the pointer that the actuator was made with.
-void Evaluate(unsigned long long size, void* data, double w, double* re, double* im) {
-    const Density* density = nullptr;
-    if (size == sizeof density) std::memcpy(static_cast<void*>(&density), data, sizeof density);
-    const std::complex<double> value = (*density)(w / (2.0 * std::numbers::pi));
+// What an actuator is made with: the library keeps a copy of it.
+struct Handle {
+    const Density* density;
+};
+
+void Evaluate(unsigned long long /*size*/, void* data, double w, double* re, double* im) {
+    const Density& density = *static_cast<const Handle*>(data)->density;
+    const std::complex<double> value = density(w / (2.0 * std::numbers::pi));
     *re = value.real();
     *im = value.imag();
 }
 
 ZmAPI_Actuator OfDensity(char type, const Density& density,
                          const std::vector<const ZmAPI_Actuator*>& cross = {}) {
-    const Density* const pointer = &density;
-    return {type,
-            Evaluate,
-            sizeof pointer,
-            static_cast<const void*>(&pointer),
-            static_cast<int>(cross.size()),
+    const Handle handle{&density};
+    return {type,        Evaluate, sizeof handle, &handle, static_cast<int>(cross.size()),
             cross.data()};
 }
 
@@ -62,8 +60,8 @@ Density Road(double roughness, double speed) {
 
 double RoadRoughness(char roadClass) { return 16e-6 * std::pow(4.0, roadClass - 'A'); }
 
-void Actuators::Add(ZmAPI_Actuator actuator) {
-    owned_.push_back(std::make_unique<ZmAPI_Actuator>(std::move(actuator)));
+void Actuators::Add(const ZmAPI_Actuator& actuator) {
+    owned_.push_back(std::make_unique<ZmAPI_Actuator>(actuator));
     pointers_.push_back(owned_.back().get());
 }
 

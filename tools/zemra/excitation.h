@@ -76,7 +76,7 @@ class Actuators {
     std::vector<std::unique_ptr<Density>> mirrored_;
     std::vector<const ZmAPI_Actuator*> pointers_;
 
-    void Add(ZmAPI_Actuator actuator);
+    void Add(const ZmAPI_Actuator& actuator);
 };
 
 }  // namespace Tool

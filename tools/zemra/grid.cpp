@@ -51,7 +51,7 @@ std::vector<double> Spaced(const GridSpec& spec) {
 }
 
 // Frequencies around a mode at centre with the half-power band centre ± half: dense at the
-// peak, then each step half as long again, until they are as far apart as the grid is anyway.
+// peak, then each step longer than the last, until they are as far apart as the grid is anyway.
 void AddCluster(double centre, double half, double step, std::vector<double>& frequencies) {
     const bool undamped = half < 1e-9 * centre;
     if (undamped)
@@ -59,7 +59,7 @@ void AddCluster(double centre, double half, double step, std::vector<double>& fr
     else
         frequencies.push_back(centre);
     double offset = 0.0;
-    for (double stride = 0.2 * half; stride < step && offset < step; stride *= 1.3) {
+    for (double stride = 0.2 * half; stride < step && offset < step; stride *= 1.5) {
         offset += stride;
         frequencies.push_back(centre - offset);
         frequencies.push_back(centre + offset);

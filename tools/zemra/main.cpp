@@ -29,6 +29,7 @@ const std::map<std::string, Command>& Commands() {
                                                          {"mct", Coordinates},
                                                          {"mpf", Participations},
                                                          {"compliance", Compliance},
+                                                         {"report", Report},
                                                          {"fft", Fft},
                                                          {"spectrum", Spectrum},
                                                          {"fd-eval", EvaluateElements},
@@ -49,7 +50,7 @@ void Emit(const Arguments& arguments, const Result& result) {
     if (!arguments.plot.empty()) WritePlot(arguments.plot, result.plot);
     const bool toFiles =
         !(arguments.csv.empty() && arguments.json.empty() && arguments.plot.empty());
-    if (arguments.csv == "-" || arguments.json == "-") return;
+    if (result.tables.empty() || arguments.csv == "-" || arguments.json == "-") return;
     PrintTables(result, toFiles || result.summaries ? result.summaries : result.tables.size());
     if (std::fflush(stdout) != 0) throw BadInput("standard output: cannot be written");
 }
@@ -61,6 +62,7 @@ int Run(int argc, char** argv) {
         throw BadInput("--csv and --json: only one can go to standard output");
     CheckWritable(arguments->csv);
     CheckWritable(arguments->json);
+    CheckWritable(arguments->html);
     if (!arguments->plot.empty()) CheckPlotFile(arguments->plot);
     CatchInterrupts();
     Messages messages(arguments->verbose);

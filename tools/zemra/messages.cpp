@@ -1,7 +1,6 @@
 #include "tools/zemra/messages.h"
 
 #include <cstdio>
-#include <cstring>
 #include <set>
 #include <sstream>
 
@@ -26,10 +25,13 @@ struct Messages::State {
 
 namespace {
 
-// The library hands back a copy of the pointer that was pushed with the handler.
+// What is pushed with the handler: the library keeps a copy of it.
+struct Handle {
+    Messages::State* state;
+};
+
 void Receive(const char* text, unsigned char type, void* data) {
-    Messages::State* state = nullptr;
-    std::memcpy(static_cast<void*>(&state), data, sizeof state);
+    Messages::State* const state = static_cast<Handle*>(data)->state;
     if (type == 'e') ++state->errors;
     if (type == 'i' && !state->verbose) return;
     std::istringstream words(text);
@@ -41,8 +43,8 @@ void Receive(const char* text, unsigned char type, void* data) {
 }  // namespace
 
 Messages::Messages(bool verbose) : state_(std::make_unique<State>(State{verbose})) {
-    const State* const state = state_.get();
-    ZmAPI::PushMessageHandler(Receive, sizeof state, static_cast<const void*>(&state));
+    const Handle handle{state_.get()};
+    ZmAPI::PushMessageHandler(Receive, sizeof handle, &handle);
 }
 
 Messages::~Messages() { ZmAPI::PopMessageHandler(); }

@@ -304,17 +304,22 @@ std::size_t SelectOne(const std::string& option, const std::vector<std::string>&
     return selected.front();
 }
 
-// Shares stacked from 0 upwards where positive, downwards where negative.
+// Shares stacked from 0 upwards where positive, downwards where negative, as parts of the sum
+// of their magnitudes: where modes cancel, the shares themselves have no bound.
 Panel StackedShares(const Grid& grid, const std::vector<double>& x,
                     const std::vector<std::string>& names,
                     const std::vector<std::vector<double>>& shares) {
-    Panel panel{grid.Name() + " [" + grid.Unit() + "]", "share of the response [%]",
+    Panel panel{grid.Name() + " [" + grid.Unit() + "]", "part of all shares [%]",
                 x.front() > 0.0 && x.size() > 1};
+    std::vector<double> sum(x.size());
+    for (const std::vector<double>& ofMode : shares)
+        for (std::size_t k = 0; k < x.size(); ++k) sum[k] += std::abs(ofMode[k]);
     std::vector<double> above(x.size()), below(x.size());
     for (std::size_t s = 0; s < shares.size(); ++s) {
         Series series{names[s], {}, {}, {}, false};
         for (std::size_t k = 0; k < x.size(); ++k) {
-            const double share = std::isfinite(shares[s][k]) ? shares[s][k] : 0.0;
+            const double part = 100.0 * shares[s][k] / sum[k];
+            const double share = std::isfinite(part) ? part : 0.0;
             double& edge = share >= 0.0 ? above[k] : below[k];
             series.x.push_back(x[k]);
             series.lower.push_back(edge);

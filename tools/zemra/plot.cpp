@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <sstream>
 #include <system_error>
@@ -36,7 +37,7 @@ std::string FindProgram(const std::string& name) {
     const char* const path = std::getenv("PATH");
     std::istringstream directories(path ? path : "");
     for (std::string directory; std::getline(directories, directory, ':');) {
-        const std::string program = (fs::path(directory.empty() ? "." : directory) / name);
+        std::string program = (fs::path(directory.empty() ? "." : directory) / name);
         if (access(program.c_str(), X_OK) == 0) return program;
     }
     return "";
@@ -75,11 +76,28 @@ bool HasRows(const std::string& rows) {
 }
 
 std::string Style(const Series& series, std::size_t number) {
+    // Dashes as well, so that lines can be told apart without seeing colours.
+    constexpr std::array<const char*, 5> kDashes{"solid", "(8,4)", "(2,3)", "(12,4,2,4)",
+                                                 "(5,5)"};
     const std::string colour = fmt::format("lc rgb '{}'", kColours[number % kColours.size()]);
     if (!series.lower.empty()) return "with filledcurves fs solid 0.8 noborder " + colour;
     if (series.points) return fmt::format("with points pt {} ps 0.8 {}", number + 5, colour);
-    // Dashes as well, so that lines can be told apart without seeing colours.
-    return fmt::format("with lines lw 2 dt {} {}", number % 5 + 1, colour);
+    return fmt::format("with lines lw 2 dt {} {}", kDashes[number % kDashes.size()], colour);
+}
+
+// From end to end of the lines; dots keep some room around them.
+std::string Range(const Panel& panel) {
+    double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
+    for (const Series& series : panel.series) {
+        if (series.points) return "set autoscale x\n";
+        for (const double x : series.x) {
+            if (!CanShow(x, panel.xLog)) continue;
+            lowest = std::min(lowest, x);
+            highest = std::max(highest, x);
+        }
+    }
+    if (!(lowest < highest)) return "set autoscale x\n";
+    return fmt::format("set xrange [{}:{}]\n", lowest, highest);
 }
 
 std::string Script(const Panel& panel, const std::string& title) {
@@ -94,8 +112,8 @@ std::string Script(const Panel& panel, const std::string& title) {
     }
     // Axes of their own where there is nothing to draw: gnuplot refuses an empty plot.
     if (lines.empty()) lines = "plot [1:10] [1:10] 1/0 notitle";
-    return blocks + "set title " + Quoted(title) + "\nset xlabel " + Quoted(panel.xTitle) +
-           "\nset ylabel " + Quoted(panel.yTitle) + "\n" +
+    return blocks + Range(panel) + "set title " + Quoted(title) + "\nset xlabel " +
+           Quoted(panel.xTitle) + "\nset ylabel " + Quoted(panel.yTitle) + "\n" +
            (panel.xLog ? "set logscale x\n" : "unset logscale x\n") +
            (panel.yLog ? "set logscale y\n" : "unset logscale y\n") +
            (panel.yLog ? "set format y '%.0e'\n" : "set format y '%g'\n") +
@@ -109,7 +127,7 @@ std::string Script(const Plot& plot, bool svg) {
     std::string script = fmt::format(
         "set terminal {} noenhanced size {},{} font 'sans-serif,11' background rgb 'white'\n"
         "set encoding utf8\nset grid lc rgb '#dddddd' lt 1\nset key outside bottom center "
-        "horizontal\nset autoscale x\n",
+        "horizontal spacing 1.2\nset offsets graph 0.05, graph 0.05, 0, 0\n",
         svg ? "svg" : "pngcairo", kWidth, height);
     if (plot.panels.size() > 1)
         script += fmt::format("set multiplot layout {},1\n", plot.panels.size());

@@ -1,5 +1,7 @@
 #include "tools/zemra/samples.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -80,7 +82,7 @@ Samples ReadSamples(const std::string& file) {
     std::string line;
     for (long long number = 1; ReadLine(in, line); ++number) {
         const auto fail = [&](const std::string& what) {
-            throw BadInput(file + ":" + std::to_string(number) + ": " + what);
+            throw BadInput(fmt::format("{}:{}: {}", file, number, what));
         };
         const std::string_view text = Trimmed(line);
         if (text.empty() || text.starts_with('#')) continue;

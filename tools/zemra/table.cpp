@@ -62,7 +62,7 @@ std::string Aligned(const Table& table) {
         for (const std::string& cell : cells) width = std::max(width, Width(cell));
         for (std::size_t k = 0; k < cells.size(); ++k) {
             const std::string blanks(width - Width(cells[k]), ' ');
-            lines[k] += " " + (IsText(column) ? cells[k] + blanks : blanks + cells[k]);
+            (lines[k] += ' ') += IsText(column) ? cells[k] + blanks : blanks + cells[k];
         }
     }
     std::string result = table.title.empty() ? "" : table.title + "\n";
@@ -76,11 +76,11 @@ std::string Aligned(const Table& table) {
 std::string Csv(const Table& table) {
     std::string result;
     for (std::size_t c = 0; c < table.columns.size(); ++c)
-        result += (c ? "," : "") + Quoted(table.columns[c].Header());
+        (result += c ? "," : "") += Quoted(table.columns[c].Header());
     result += '\n';
     for (std::size_t k = 0; k < table.Rows(); ++k) {
         for (std::size_t c = 0; c < table.columns.size(); ++c)
-            result += (c ? "," : "") + Quoted(Cell(table.columns[c], k, false));
+            (result += c ? "," : "") += Quoted(Cell(table.columns[c], k, false));
         result += '\n';
     }
     return result;
