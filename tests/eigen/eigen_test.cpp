@@ -212,6 +212,9 @@ TEST(Eigen, FindsEveryChainOfExactlyRepeatedEigenvalues) {
     const MatrixXd free = zoo::FreeBodies({1, 2, 0.3, 7}, false);
     MatrixXd driven = zoo::BlockDiagonal({free, zoo::Mechanical(2, 5.0, 0.02)});
     driven(4, 8) = driven(6, 9) = 5.0;
+    MatrixXd stiff =
+        zoo::BlockDiagonal({zoo::FreeBodies({0.005, 600}, false), zoo::Mechanical(3, 6e7, 0)});
+    stiff(0, 7) = 7e8;
     const MatrixXd uneven =
         zoo::BlockDiagonal({zoo::Jordan(1, 3), zoo::Jordan(1, 1), zoo::Jordan(1, 2)});
     const std::vector<std::pair<MatrixXd, int>> chains{
@@ -224,6 +227,15 @@ TEST(Eigen, FindsEveryChainOfExactlyRepeatedEigenvalues) {
         {zoo::Rows({{0, 1, 0, 2}, {0, 0, 0, 3}, {0, 0, 0, 5}, {0, 0, 0, 0}}), 2},
         {zoo::Rows({{0, 0, 0}, {0, 0, 0}, {3, 2, 0}}), 1},
         {zoo::Rows({{0, 0, 0, 1}, {0, 1, -4096, 4096}, {0, -0x1p-12, 1, 1}, {0, 0, 0, 0}}), 1},
+        // Links of isolated rows, small beside the rounding of stiff modes.
+        {stiff.transpose(), 2},
+        {zoo::Rows({{0, 2e12, 0, 0, 0, -4e12},
+                    {0, 0, 0, 1.0 / 6000, 0, 0},
+                    {0, 2e12, 0, 0, 0, 0},
+                    {0, -4e12, 0, 0, 0, 2e12},
+                    {0, 0, 1e-3, 0, 0, 0},
+                    {1.0 / 6000, 0, 0, 0, 0, 0}}),
+         1},
         {uneven, 3},
         // Here a pivot of noise would seem to extend the shorter chain.
         {zoo::Disguised(uneven - 3 * MatrixXd::Identity(6, 6), 2), 3},

@@ -118,8 +118,7 @@ bool ChainSolver::ExtendChainOf(int m, int k) {
     } catch (const Error&) {
         return false;
     }
-    const double residual = LargestResidual(k, y.Data(), rhs);
-    if (y(k) == 0.0 || !(residual <= kLargeResidual * LargestMagnitude(k, rhs))) return false;
+    if (y(k) == 0.0 || !Follows(k, y.Data(), rhs)) return false;
     StoreColumn(k, y.Data());
     Link(k, last);
     return true;
@@ -140,6 +139,7 @@ ChainSolver::Outcome ChainSolver::ExtendCombination(int k, double tolerance) {
         for (int c = i + 1; c < k; ++c) w(i, c) = T_(i, c);
         for (int e = k; const auto& chain : chains) w(i, e++) = -Y_(i, chain.back());
         w(i, k + count) = -T_(i, k);
+        Scale(k + count + 1, 1.0 / T_.RowNorm(i, k), w.Row(i).Data());
     }
     std::vector<double> y = RankRevealingElimination(std::move(w), k, tolerance).Solution();
     const std::vector<double> share(y.begin() + k, y.end());
@@ -155,7 +155,8 @@ ChainSolver::Outcome ChainSolver::ExtendCombination(int k, double tolerance) {
             longest = e;
 
     if (longest == chains.size()) {
-        if (!T_.HasEigenvector(k, lambda, y.data())) return Outcome::kNoSolution;
+        if (!T_.HasEigenvector(k, lambda, y.data(), /*byRows=*/true))
+            return Outcome::kNoSolution;
         StoreColumn(k, y.data());
         return Outcome::kOrdinary;
     }
@@ -176,9 +177,7 @@ ChainSolver::Outcome ChainSolver::ExtendCombination(int k, double tolerance) {
     for (double& component : y) component /= share[longest];
 
     const std::vector<double>& end = rebased.back();
-    const double residual = LargestResidual(k, y.data(), end.data());
-    if (!(residual <= kLargeResidual * LargestMagnitude(k, end.data())))
-        return Outcome::kNoSolution;
+    if (!Follows(k, y.data(), end.data())) return Outcome::kNoSolution;
     for (std::size_t i = 0; i < chain.size(); ++i)
         std::copy(rebased[i].begin(), rebased[i].end(), Y_.Column(chain[i]));
     StoreColumn(k, y.data());
@@ -197,18 +196,20 @@ void ChainSolver::StoreColumn(int k, const double* y) {
     std::fill(std::copy_n(y, k + 1, column), column + Y_.Order(), 0.0);
 }
 
-// The largest element of (T − λI)·y − rhs in the rows above k, with y ending in row k, and with
-// what rounding leaves unknown of it: a y that is large because a pivot was noise solves
-// nothing.
-double ChainSolver::LargestResidual(int k, const double* y, const double* rhs) const {
+// Whether (T − λI)·y = rhs in the rows above k, where y ends in row k: each row in its own
+// size, and with what rounding leaves unknown of it. A y that is large because a pivot was
+// noise solves nothing.
+bool ChainSolver::Follows(int k, const double* y, const double* rhs) const {
     const double lambda = E_(k).real();
-    double largest = 0.0;
+    double residual = 0.0, size = 0.0;
     for (int i = 0; i < k; ++i) {
-        const double residual = std::fabs(T_.Residual(i, k, lambda, y) - rhs[i]) +
-                                kUnit * T_.ResidualTerms(i, k, lambda, y);
-        if (!(residual <= largest)) largest = residual;  // a NaN stays
+        const double row = (std::fabs(T_.Residual(i, k, lambda, y) - rhs[i]) +
+                            kUnit * T_.ResidualTerms(i, k, lambda, y)) /
+                           T_.RowNorm(i, k);
+        if (!(row <= residual)) residual = row;  // a NaN stays
+        size = std::max(size, std::fabs(rhs[i]) / T_.RowNorm(i, k));
     }
-    return largest;
+    return residual <= kLargeResidual * size;
 }
 
 }  // namespace ZEMRA::Vibration

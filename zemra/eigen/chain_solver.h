@@ -39,7 +39,7 @@ class ChainSolver {
     Outcome ExtendCombination(int k, double tolerance);
     void Link(int k, int end);
     void StoreColumn(int k, const double* y);
-    double LargestResidual(int k, const double* y, const double* rhs) const;
+    bool Follows(int k, const double* y, const double* rhs) const;
 };
 
 }  // namespace ZEMRA::Vibration

@@ -18,7 +18,7 @@ class SchurForm {
     /// Takes over t, column-major, and transposes it in place. The rows and columns of block
     /// have been balanced.
     SchurForm(FlatMatrix<double> t, CoupledBlock block, const Matrix1D<Complex>& E)
-        : rows_(t), E_(E) {
+        : rows_(t), block_(block), E_(E) {
         Transpose(t);
         norm_ = Norm([block](int i, int c) { return block.Contains(i) == block.Contains(c); });
         if (norm_ == 0.0) norm_ = Norm([](int, int) { return true; });
@@ -33,6 +33,15 @@ class SchurForm {
     /// |T|: the largest sum of magnitudes along a row, without what couples the balanced block
     /// with the isolated rows. That is scaled as it suited the block, and says nothing of size.
     double Norm() const { return norm_; }
+    /// The size of row i up to column last. That of an isolated row is its own, however small
+    /// beside the block, since the iteration has added nothing to it; the rows of the block all
+    /// carry the rounding of |T|.
+    double RowNorm(int i, int last) const {
+        if (block_.Contains(i)) return norm_;
+        double sum = 0.0;
+        for (int c = i; c <= last; ++c) sum += std::fabs((*this)(i, c));
+        return sum > 0.0 ? sum : norm_;
+    }
     /// What a pivot that is too small counts as.
     double TinyPivot() const {
         return std::numeric_limits<double>::epsilon() *
@@ -65,15 +74,15 @@ class SchurForm {
     }
 
     /// Whether y, which ends with element last, is an eigenvector: no element of (T − λI)·y is
-    /// above 1e-10 of |T|·|y| and of its own terms.
+    /// above 1e-10 of |T|·|y| and of its own terms. By rows, |T| is that of the row.
     template <typename V>
-    bool HasEigenvector(int last, const V& lambda, const V* y) const {
+    bool HasEigenvector(int last, const V& lambda, const V* y, bool byRows = false) const {
         constexpr double kPoor = 1e-10;
         double size = 0.0;
         for (int i = 0; i <= last; ++i) size = std::max(size, std::abs(y[i]));
         for (int i = 0; i <= last; ++i) {
             const double residual = std::abs(Residual(i, last, lambda, y));
-            if (residual <= kPoor * norm_ * size) continue;
+            if (residual <= kPoor * (byRows ? RowNorm(i, last) : norm_) * size) continue;
             if (!(residual <= kPoor * ResidualTerms(i, last, lambda, y))) return false;
         }
         return true;
@@ -81,6 +90,7 @@ class SchurForm {
 
   private:
     FlatMatrix<double> rows_;
+    CoupledBlock block_;
     const Matrix1D<Complex>& E_;
     double norm_ = 0.0;
 
