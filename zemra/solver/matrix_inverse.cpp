@@ -12,11 +12,6 @@ namespace {
 
 constexpr char kNotSquare[] = "MatrixInverse2D::Inverse: Matrix is not square: %d x %d";
 
-bool UseOldInverse() {
-    const char* const value = std::getenv("ZEMRA_VIBRATION_OLD_INVERSE");
-    return value && *value;
-}
-
 template <typename T>
 Matrix2D<T> Identity(int n) {
     Matrix2D<T> identity(n, n);
@@ -25,6 +20,11 @@ Matrix2D<T> Identity(int n) {
 }
 
 }  // namespace
+
+bool UseOldInverse() {
+    const char* const value = std::getenv("ZEMRA_VIBRATION_OLD_INVERSE");
+    return value && *value;
+}
 
 template <typename T>
 Matrix2D<T> MatrixInverse2D<T>::Inverse(const Matrix2D<T>& A) {

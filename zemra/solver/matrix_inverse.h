@@ -6,14 +6,16 @@
 
 namespace ZEMRA::Vibration {
 
+/// Whether the environment variable ZEMRA_VIBRATION_OLD_INVERSE holds any text.
+bool UseOldInverse();
+
 /// Inverses of square matrices, for T = double and Complex.
 template <typename T>
 class MatrixInverse2D {
   public:
-    /// A⁻¹ (n × n), by FullPivot, or by Gauss when the environment variable
-    /// ZEMRA_VIBRATION_OLD_INVERSE holds any text; it is read at every call. Where that solver
-    /// finds A singular its Error is dropped and GaussFull tries; an Error of GaussFull is
-    /// thrown.
+    /// A⁻¹ (n × n), by FullPivot, or by Gauss with UseOldInverse, which is asked at every
+    /// call. Where that solver finds A singular its Error is dropped and GaussFull tries; an
+    /// Error of GaussFull is thrown.
     ///
     /// Throws Error "MatrixInverse2D::Inverse: Matrix is not square: %d x %d" for any other
     /// shape.

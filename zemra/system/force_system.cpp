@@ -5,9 +5,14 @@
 
 namespace ZEMRA::Vibration {
 
+void ForceSystem::FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                     bool statesOnly) {
+    for (int k = 0; k < w.Size(0); ++k) FrequencyResponse(w(k), H.Slot(k), statesOnly);
+}
+
 Matrix3D<Complex> ForceSystem::Sweep(const Matrix1D<double>& w, int nrows, bool statesOnly) {
     Matrix3D<Complex> result(w.Size(0), nrows, B_.Size(1));
-    for (int k = 0; k < w.Size(0); ++k) FrequencyResponse(w(k), result.Slot(k), statesOnly);
+    FrequencyResponses(w, result, statesOnly);
     return result;
 }
 

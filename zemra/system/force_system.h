@@ -43,6 +43,12 @@ class ForceSystem : public System {
     /// solution cannot be found.
     virtual void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) = 0;
 
+    /// Solves every frequency of w into the slot of its index, each as FrequencyResponse does
+    /// and with the messages in the order of w. A model that gains from solving them together
+    /// overrides it.
+    virtual void FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                    bool statesOnly);
+
     /// C·X + D (p × m), the outputs that go with the states X (n × m) per unit input.
     Matrix2D<Complex> OutputsOf(const Matrix2D<Complex>& X) const;
 

@@ -40,6 +40,19 @@ void ForceSystemSS::FrequencyResponse(double w, Matrix2D<Complex>& H, bool state
     }
 }
 
+void ForceSystemSS::FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                       bool statesOnly) {
+    std::vector<char> sure(static_cast<std::size_t>(w.Size(0)), 0);
+    if (!UseOldInverse())
+        sure =
+            sweep_.Run({A_, B_, statesOnly ? nullptr : &C_, statesOnly ? nullptr : &D_}, w, H);
+    for (int k = 0; k < w.Size(0); ++k) {
+        if (sure[static_cast<std::size_t>(k)]) continue;
+        H.Slot(k) = Matrix2D<Complex>(H.Size(1), H.Size(2));
+        FrequencyResponse(w(k), H.Slot(k), statesOnly);
+    }
+}
+
 Matrix2D<Complex> ForceSystemSS::Response(double w, bool statesOnly) const {
     const int n = A_.Size(0);
     Matrix2D<Complex> M(n, n);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zemra/system/force_system.h"
+#include "zemra/system/state_space_sweep.h"
 
 namespace ZEMRA::Vibration {
 
@@ -22,6 +23,11 @@ class ForceSystemSS : public ForceSystem {
         return std::make_unique<ForceSystemSS>(*this);
     }
 
+    /// The road of the sweeps from now on; tests and benchmarks compare them.
+    void TakeRoad(SweepRoad road, KernelSet kernels = ChosenKernels()) {
+        sweep_ = StateSpaceSweep(road, kernels);
+    }
+
   protected:
     /// Inverts j·w·I − A: about 4/3·n³ complex multiplications.
     ///
@@ -30,8 +36,14 @@ class ForceSystemSS : public ForceSystem {
     /// word; at any other frequency the Error is printed and H is left as it is.
     void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override;
 
+    /// Sweeps several frequencies side by side and leaves to FrequencyResponse those whose
+    /// answer is not certain, in their order. With ZEMRA_VIBRATION_OLD_INVERSE, every one.
+    void FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                            bool statesOnly) override;
+
   private:
     Matrix2D<double> A_;
+    StateSpaceSweep sweep_;
 
     Matrix2D<Complex> Response(double w, bool statesOnly) const;
     int ModeNumberToColumn(int mode) const override { return mode; }

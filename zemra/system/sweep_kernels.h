@@ -1,0 +1,67 @@
+#pragma once
+
+#include "zemra/matrix/kernel_set.h"
+
+namespace ZEMRA::Vibration {
+
+/// One chunk of a sweep, C·(j·w·I − A)⁻¹·B for as many frequencies side by side as the kernel
+/// has lanes. Numbers that differ from lane to lane are stored lane by lane, the real parts of
+/// all lanes before the imaginary ones: lane l of element e of a result stands at
+/// [(2·e)·lanes + l], its imaginary part at [(2·e + 1)·lanes + l].
+struct SweepChunk {
+    int n;             // states
+    int m;             // columns of B
+    int p;             // rows of C
+    const double* a;   // (n + p) × n, column-major: −A above C, A being upper Hessenberg
+    const double* b;   // n × m, row-major; column 0 is zero but for its first element
+    const double* w;   // one frequency per lane
+    double* h;         // p × m results, row-major
+    double* distance;  // one per lane: how far from singular, see the kernel
+    double* work;      // as many numbers as the kernel asks for
+};
+
+/// The kernels of the state-space sweep, for one instruction set.
+struct SweepKernels {
+    /// Reduces A to upper Hessenberg form H = Qᵀ·A·Q with Qᵀ·b a multiple of the first unit
+    /// vector, by Householder reflections in twice the working precision, so that the result
+    /// has little more than the rounding of its own elements. (In working precision the
+    /// errors of n reflections pile up; as they respect no structure of A, they move lightly
+    /// damped poles that elimination leaves in place.)
+    ///
+    ///   n      order
+    ///   ld     leading dimension: n rounded up to a multiple of 4; rows past n hold zeros
+    ///   a      2·ld·n: A, column-major, and as much zero; H on return, the second half lost
+    ///   b      ld numbers, overwritten; all zero: no condition
+    ///   q      ld × n, column-major: the identity, or D for the product D·Q; receives Q
+    ///   work   5·ld numbers
+    ///
+    /// Cost: about 5/3·n³ multiplications of twice the precision, some ten operations each.
+    /// Golub & Van Loan, Matrix Computations, section 7.4.2 (Householder).
+    /// Dekker, Numer. Math. 18 (1971) 224–242 (twice the precision).
+    void (*reduce)(int n, int ld, double* a, double* b, double* q, double* work);
+
+    /// Solves a chunk whose A is upper Hessenberg, in about 2·n²·(m + 1) multiplications a
+    /// frequency. Columns are rotated from the last one up so that j·w·I − A becomes upper
+    /// triangular, C below it and B beside it taken along; a column of the factor is used as
+    /// it is made. The distance is an estimate, from above, of that of j·w·I − A to the next
+    /// singular matrix: the smallest of the factor's diagonal and of ‖b‖/‖(j·w·I − A)⁻¹·b‖
+    /// over the columns of B.
+    void (*solveReduced)(const SweepChunk& chunk);
+
+    /// Solves a chunk with any A by elimination with the pivots of FullPivot, 4/3·n³
+    /// multiplications a frequency; A is stored in the same way and not scaled. The structure
+    /// of A survives as in the inverse, and so does its accuracy. With p = 0 the solution
+    /// itself, n × m, is the result. The distance is the smallest pivot, relative to the
+    /// largest element of its column as given, or 1e3 times the pivot if that is less.
+    void (*solveDense)(const SweepChunk& chunk);
+
+    int reducedLanes;  // frequencies of a chunk
+    int denseLanes;
+    long long (*reducedWork)(int n, int m, int p);  // numbers of work
+    long long (*denseWork)(int n, int m);
+};
+
+/// The kernels of a set that IsAvailable.
+const SweepKernels& SweepKernelsOf(KernelSet set);
+
+}  // namespace ZEMRA::Vibration
