@@ -258,16 +258,16 @@ TEST_F(Tool, FrequencyResponsesTakeAmplitudesNamesAndUnits) {
     WriteOscillator(10.0, 0.1);
     const std::string model = WriteJson(
         R"("inputs": [{"name": "shaker", "unit": "N", "amplitude": 3, "phase": 30}],
-           "outputs": [{"name": "tip", "unit": "m"}],
+           "outputs": [{"name": "tip", "unit": "m/s"}],
            "frequencies": {"unit": "rad/s", "values": [5, 10]})");
     const CsvFile csv = RunToCsv({"frf", model, "--output", "tip"});
     ASSERT_EQ(csv.Rows(), 2U);
     EXPECT_EQ(csv.Value(1, "angular frequency [rad/s]"), 10.0);
-    ExpectNear(csv.Complex(0, "tip / shaker", " [m]"),
+    ExpectNear(csv.Complex(0, "tip / shaker", " [m/s]"),
                std::polar(3.0, std::numbers::pi / 6.0) * Oscillator(10.0, 0.1, 5.0), 1e-12);
     const CsvFile transfer = RunToCsv({"tf", model, "--polar"});
     EXPECT_NEAR(transfer.Value(1, "phase tip / shaker [deg]"), -90.0, 1e-10);
-    EXPECT_NEAR(transfer.Value(1, "magnitude tip / shaker [m/N]"), 1.0 / 20.0, 1e-14);
+    EXPECT_NEAR(transfer.Value(1, "magnitude tip / shaker [(m/s)/N]"), 1.0 / 20.0, 1e-14);
 }
 
 // A grid of ten frequencies steps over a mode with a damping of 1e-4, whose peak is 1/2ζ.

@@ -109,8 +109,10 @@ std::string Json(const std::string& source, const std::string& command, bool com
 std::string Quotient(const std::string& unit, const std::string& divisor) {
     if (unit == divisor) return "";
     if (divisor.empty()) return unit;
-    const bool product = divisor.find_first_of("/*. ") != std::string::npos;
-    return (unit.empty() ? "1" : unit) + "/" + (product ? "(" + divisor + ")" : divisor);
+    const auto bracketed = [](const std::string& factor, const char* signs) {
+        return factor.find_first_of(signs) == std::string::npos ? factor : "(" + factor + ")";
+    };
+    return (unit.empty() ? "1" : bracketed(unit, "/")) + "/" + bracketed(divisor, "/*. ");
 }
 
 std::string PerHertz(const std::string& unit) {
