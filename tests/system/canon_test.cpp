@@ -115,12 +115,17 @@ TEST(Canon, TransformsWithTheRealAndTheNegativeImaginaryPartsOfTheVectors) {
 
 TEST(Canon, OfNoModeLeavesTheFeedthrough) {
     CapturedMessages messages;
-    Modal modal(ThreeModes(), {7});
-    const Matrix1D<double> w(1, 3.0);
-    EXPECT_EQ(ToEigen(modal.system.TransferFunction(w).Slot(0)),
-              ThreeModes().D.cast<Complex>());
-    EXPECT_EQ(modal.system.MCT(w, false).Size(1), 0);
-    EXPECT_EQ(modal.system.MPF(0, 0, 0, -1, w, true).Size(0), 0);
+    Model stateless = ThreeModes();
+    stateless.A.resize(0, 0);
+    stateless.B.resize(0, 2);
+    stateless.C.resize(3, 0);
+    for (Modal modal : {Modal(ThreeModes(), {7}), Modal(stateless)}) {
+        const Matrix1D<double> w(1, 3.0);
+        EXPECT_EQ(ToEigen(modal.system.TransferFunction(w).Slot(0)),
+                  ThreeModes().D.cast<Complex>());
+        EXPECT_EQ(modal.system.MCT(w, false).Size(1), 0);
+        EXPECT_EQ(modal.system.MPF(0, 0, 0, -1, w, true).Size(0), 0);
+    }
 }
 
 TEST(Canon, WarnsOnceWhereTheModalFormIsNotToBeTrusted) {

@@ -187,7 +187,7 @@ Canon::Canon(const Matrix2D<double>& A, const Matrix2D<double>& B, const Matrix2
         D.Size(1) != B.Size(1))
         throw Error(kModelSizes) << n << A.Size(1) << B.Size(0) << B.Size(1) << C.Size(0)
                                  << C.Size(1) << D.Size(0) << D.Size(1);
-    if (eigen.Eigenvectors() == 0) eigen.Eigenvector(0, 0);  // says that it has none
+    if (!eigen.HasVectors()) eigen.Eigenvector(0, 0);  // says that it has none
     const Matrix2D<double>& V = eigen.MatrixV();
     if (V.Size(0) != n)
         throw Error(kTransformSizes) << V.Size(0) << V.Size(1) << B.Size(0) << B.Size(1)
