@@ -153,6 +153,30 @@ TEST_F(ModelDump, IsWrittenOfARefusedModelToo) {
     ExpectSameBits(DumpReader(file_).Read(), misfit);
 }
 
+// As given, not in modal coordinates; what a sparse matrix leaves out is written as 0. Only
+// matrices are dumped, not another model.
+TEST_F(ModelDump, OfAModalModelHoldsTheMatricesItWasGiven) {
+    AskForDump();
+    const DumpedModel given{
+        {2, 2, {-1, 0, 0, -2}}, {2, 1, {1, 2}}, {1, 2, {3, 4}}, {1, 1, {5}}};
+    const ZmAPI_Matrix A(2, 2, given.A.values.data()), B(2, 1, given.B.values.data()),
+        C(1, 2, given.C.values.data()), D(1, 1, given.D.values.data());
+    const ZmAPI_Actuator force('F', 1.0, 0.0);
+    const ZmAPI_Actuator* const forces[] = {&force};
+    ZmAPI::PushMessageHandler([](const char*, unsigned char, void*) {}, 0, nullptr);
+    const ZmAPI_System dense(0, A, B, C, D, forces, 0, nullptr, nullptr);
+    ExpectSameBits(DumpReader(file_).Read(), given);
+    std::filesystem::remove(file_);
+    const ZmAPI_System refused(0, dense.ModalMatrix('A'), B, C, D, forces, 0, nullptr, nullptr);
+    ExpectSameBits(DumpReader(file_).Read(), given);
+    const ZmAPI_SystemSS stateSpace = Construct(given);
+    std::filesystem::remove(file_);
+    EXPECT_FALSE(ZmAPI_System(stateSpace).Error() || ZmAPI_System(dense).Error());
+    EXPECT_FALSE(std::filesystem::exists(file_));
+    EXPECT_TRUE(refused.Error());
+    ZmAPI::PopMessageHandler();
+}
+
 TEST_F(ModelDump, IsNotWrittenUnlessAFileIsNamed) {
     Construct(AwkwardModel());
     EXPECT_FALSE(std::filesystem::exists(file_));
