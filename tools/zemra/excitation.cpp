@@ -54,7 +54,7 @@ Density Tabulated(std::vector<double> frequencies, std::vector<std::complex<doub
 Density Road(double roughness, double speed) {
     constexpr double kReference = 0.1;  // cycles/m
     return [numerator = roughness * kReference * kReference * speed](double f) {
-        return std::complex<double>(f > 0.0 ? numerator / (f * f) : 0.0);
+        return std::complex<double>(numerator / (f * f));
     };
 }
 

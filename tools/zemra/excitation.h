@@ -31,7 +31,7 @@ Density Tabulated(std::vector<double> frequencies, std::vector<std::complex<doub
 ///   roughness  Gd(n0) in m³
 ///   speed      v in m/s
 ///
-/// A road has no finite density at 0 Hz; there the answer is 0.
+/// The answer at 0 Hz is not finite.
 Density Road(double roughness, double speed);
 
 /// Gd(n0) in m³ of class 'A' to 'H': 16e-6 for A, four times as much for each further letter.

@@ -71,8 +71,13 @@ ZmAPI_Matrix Model::MCT(const ZmAPI_Matrix& w, bool withActuators) {
     return std::visit([&](auto& model) { return model.MCT(w, withActuators); }, model_);
 }
 
-ZmAPI_Matrix Model::PSD(double w, double dw) {
-    return std::visit([&](auto& model) { return model.PSD(w, dw); }, model_);
+ZmAPI_Matrix Model::Densities(double w, double dw) {
+    const ZmAPI_Matrix spectral =
+        std::visit([&](auto& model) { return model.PSD(w, dw); }, model_);
+    std::vector<ZmAPI_Complex> diagonal;
+    diagonal.reserve(static_cast<std::size_t>(spectral.Size(0)));
+    for (int i = 0; i < spectral.Size(0); ++i) diagonal.push_back(spectral.ValueC(i, i));
+    return {spectral.Size(0), 1, diagonal.data()};
 }
 
 std::vector<std::complex<double>> Sweep::Line(std::size_t i, std::size_t j) const {

@@ -32,7 +32,8 @@ class Model {
     ZmAPI_Matrix TransferFunction(const ZmAPI_Matrix& w);
     ZmAPI_Matrix FrequencyResponse(const ZmAPI_Matrix& w);
     ZmAPI_Matrix MCT(const ZmAPI_Matrix& w, bool withActuators);
-    ZmAPI_Matrix PSD(double w, double dw);
+    /// The densities of the outputs, the diagonal of the output spectral matrix: p × 1.
+    ZmAPI_Matrix Densities(double w, double dw);
 
   private:
     std::variant<ZmAPI_SystemSS, ZmAPI_System> model_;

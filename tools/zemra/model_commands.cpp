@@ -186,7 +186,7 @@ Result Densities(const Arguments& arguments, Messages& messages) {
     const double band = arguments.band.value_or(1.0);
     const std::size_t p = model.outputs.size();
     const Sweep sweep =
-        RunSweep(messages, grid.w, p, p, [&](double w) { return system.PSD(w, band); });
+        RunSweep(messages, grid.w, p, 1, [&](double w) { return system.Densities(w, band); });
 
     Result result;
     result.summaries = 1;
@@ -202,7 +202,7 @@ Result Densities(const Arguments& arguments, Messages& messages) {
     Panel panel{grid.Name() + " [" + grid.Unit() + "]", "density", start > 0.0, true};
     for (const std::size_t i : outputs) {
         const Channel& output = model.outputs[i];
-        const std::vector<double> density = RealParts(sweep.Line(i, i));
+        const std::vector<double> density = RealParts(sweep.Line(i, 0));
         const std::vector<double> cumulative = CumulativeRms(swept, density);
         names.push_back(output.name);
         units.push_back(output.unit);

@@ -102,6 +102,9 @@ void CheckDensities(const ModelFile& model, const std::vector<double>& hertz,
             messages.Note(fmt::format(
                 "the density of {} is 0 outside its table, {:g} to {:g} Hz",
                 model.inputs[k].name, excitation.covered->first, excitation.covered->second));
+        if (excitation.density && !std::isfinite(excitation.density(*lowest).real()))
+            throw BadInput(fmt::format("{}: the density of {} has no finite value at {:g} Hz",
+                                       model.file, model.inputs[k].name, *lowest));
         // The library spreads an amplitude z as z·z/2 over the band, without a modulus.
         if (!excitation.density && std::fmod(excitation.phase, 180.0) != 0.0)
             throw BadInput(

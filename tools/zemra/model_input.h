@@ -33,8 +33,9 @@ void CheckModeNumbers(const ModelFile& model, const std::vector<Mode>& modes);
 /// one has neither a density nor, with a band to spread it over, an amplitude.
 void CompleteDensities(const Arguments& arguments, ModelFile& model);
 
-/// Throws BadInput where a cross density is larger than its inputs' densities allow at one of
-/// the frequencies (Hz). Remarks on frequencies that a table does not cover.
+/// Throws BadInput where a density is not finite (a road at 0 Hz) or a cross density is larger
+/// than its inputs' densities allow at one of the frequencies (Hz). Remarks on frequencies that
+/// a table does not cover.
 void CheckDensities(const ModelFile& model, const std::vector<double>& hertz,
                     Messages& messages);
 

@@ -144,7 +144,8 @@ double Disagreement(const Findings& found, const Messages& messages, Model& a, M
             found.grid.w[c * (found.grid.w.size() - 1) / std::max<std::size_t>(count - 1, 1)]);
     const Sweep x = RunSweep(messages, w, p, m, [&](double v) { return ResponseAt(a, v); });
     const Sweep y = RunSweep(messages, w, p, m, [&](double v) { return ResponseAt(b, v); });
-    if (x.done < w.size() || y.done < w.size()) return 0.0;  // the user wants to end
+    if (x.done < w.size() || y.done < w.size())  // the user wants to end
+        return std::numeric_limits<double>::infinity();
     double worst = 0.0;
     for (std::size_t k = 0; k < w.size(); ++k) {
         double difference = 0.0, largest = 0.0;
@@ -290,8 +291,8 @@ Findings Find(const Arguments& arguments, Messages& messages) {
         Model excited = useModal ? Model(ModalModel(model, densities, model.modes, &eigen))
                                  : Model(StateSpaceModel(model, densities));
         const double band = arguments.band.value_or(1.0);
-        found.densities = RunSweep(messages, found.grid.w, p, p,
-                                   [&](double w) { return excited.PSD(w, band); });
+        found.densities = RunSweep(messages, found.grid.w, p, 1,
+                                   [&](double w) { return excited.Densities(w, band); });
     }
     if (!modal.Error() && found.modalDisagreement <= kModalAgrees) FindAllPeaks(found, modal);
     return found;
@@ -345,7 +346,7 @@ std::string Data(const Findings& found) {
     if (found.hasDensities) {
         std::vector<std::vector<double>> curves;
         for (const std::size_t i : found.outputs) {
-            curves.push_back(RealParts(found.densities.Line(i, i)));
+            curves.push_back(RealParts(found.densities.Line(i, 0)));
             curves.back().resize(found.responses.done,
                                  std::numeric_limits<double>::quiet_NaN());
         }
@@ -389,7 +390,7 @@ std::string Pictures(const Findings& found, bool densities) {
     const auto bracketed = [](const std::string& u) { return u.empty() ? "" : " [" + u + "]"; };
     if (densities) {
         add("Power spectral density", "density" + bracketed(unit.empty() ? "" : PerHertz(unit)),
-            true, [&](std::size_t i) { return RealParts(found.densities.Line(i, i)); });
+            true, [&](std::size_t i) { return RealParts(found.densities.Line(i, 0)); });
     } else {
         for (const std::size_t j : found.inputs) {
             const std::string& input = found.model.inputs[j].name;
@@ -474,7 +475,7 @@ std::string DensitySection(const Findings& found) {
     for (const std::size_t i : found.outputs) {
         names.push_back(found.model.outputs[i].name);
         units.push_back(found.model.outputs[i].unit);
-        values.push_back(CumulativeRms(hertz, RealParts(found.densities.Line(i, i))).back());
+        values.push_back(CumulativeRms(hertz, RealParts(found.densities.Line(i, 0))).back());
     }
     rms.Add("output", "", names);
     rms.Add(fmt::format("RMS from {:.4g} to {:.4g} Hz", hertz.front(), hertz.back()), "",

@@ -157,6 +157,9 @@ Result Spectrum(const Arguments& arguments, Messages& messages) {
     const int points =
         static_cast<int>(std::lround(static_cast<double>(signals.rows) / arguments.segments)) +
         (arguments.overlap + 1) / 2;
+    if (points < 2)
+        throw BadInput(fmt::format("--segments: {} are too many for {} samples",
+                                   arguments.segments, signals.rows));
     if (arguments.overlap >= points || points > signals.rows)
         throw BadInput(
             fmt::format("--overlap: {} samples are too many for segments of {} of "
