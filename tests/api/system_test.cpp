@@ -383,6 +383,15 @@ TEST(Compliance, LeavesRigidBodiesOut) {
                                    "constrained.\n")));
 }
 
+// A spring to the ground that is weaker than rounding leaves no digit of the compliance.
+TEST(Compliance, WarnsWhereRoundingHidesARigidBody) {
+    CapturedMessages messages;
+    const Eigen::Matrix2d K{{1 + 1e-15, -1}, {-1, 1}}, I = Eigen::Matrix2d::Identity();
+    const Model model = SecondOrder("", I, 0 * I, K, I, I);
+    HostModel({"", model, "FF"}).StateSpace().ComplianceMatrix();
+    EXPECT_THAT(messages.Take(), ElementsAre(Pair('w', HasSubstr("nearly singular"))));
+}
+
 // A lone free mass has no elastic mode: D remains.
 TEST(Compliance, OfRigidBodiesAloneIsTheFeedThrough) {
     CapturedMessages messages;

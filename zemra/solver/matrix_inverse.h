@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <concepts>
 
 #include "zemra/matrix/matrix3d.h"
@@ -37,5 +39,22 @@ class MatrixInverse3D<Complex> {
   public:
     static Matrix3D<Complex> Inverse(const Matrix3D<Complex>& A);
 };
+
+/// The largest Σ_j |A(i, j)|·|A⁻¹(j, i)|: how far an element of A·A⁻¹ that is 1 is a difference
+/// of large numbers. Unlike a condition number of norms it does not depend on the units of the
+/// rows and columns.
+template <typename T>
+double Cancellation(const Matrix2D<T>& A, const Matrix2D<T>& inverse) {
+    double largest = 0.0;
+    for (int i = 0; i < A.Size(0); ++i) {
+        double sum = 0.0;
+        for (int j = 0; j < A.Size(1); ++j) sum += std::abs(A(i, j)) * std::abs(inverse(j, i));
+        largest = std::max(largest, sum);
+    }
+    return largest;
+}
+
+/// Amplification of rounding beyond which four of the sixteen digits or fewer are left.
+constexpr double kTooMuchCancellation = 1e12;
 
 }  // namespace ZEMRA::Vibration

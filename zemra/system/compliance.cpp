@@ -1,5 +1,6 @@
 #include "zemra/system/compliance.h"
 
+#include <cmath>
 #include <vector>
 
 #include "zemra/eigen/eigen_problem.h"
@@ -21,6 +22,11 @@ constexpr char kRigidBodies[] =
     "calculation.\n   Rigid body modes uasualy indicate that the model is not properly "
     "constrained.";
 
+constexpr char kNearlySingular[] =
+    "ZEMRA/Vibration compliance matrix:\n   The A matrix is nearly singular, the compliance "
+    "may be wrong in every digit.\n   This usually indicates that the model is not properly "
+    "constrained.";
+
 // An eigenvalue of at most this modulus belongs to a rigid body.
 constexpr double kRigidBody = 1e-8;
 
@@ -30,11 +36,32 @@ bool ZeroColumn(const Matrix2D<double>& a, int j) {
     return true;
 }
 
-// D − C·A⁻¹·B of a dense or sparse A.
-template <typename StateMatrix>
-Matrix2D<double> Compliance(const StateMatrix& A, const Matrix2D<double>& B,
+Matrix2D<double> Absolute(Matrix2D<double> m) {
+    for (int i = 0; i < m.Size(0); ++i)
+        for (int j = 0; j < m.Size(1); ++j) m(i, j) = std::fabs(m(i, j));
+    return m;
+}
+
+// Whether rounding of A counts too often in an element of C·X, X = A⁻¹·B: it changes that by
+// C·A⁻¹·δA·X. A rigid body that inputs and outputs do not reach does no harm.
+bool ReachesOutputs(const Matrix2D<double>& A, const Matrix2D<double>& C,
+                    const Matrix2D<double>& CbyA, const Matrix2D<double>& X) {
+    const Matrix2D<double> states = Absolute(X), terms = Absolute(C) * states;
+    const Matrix2D<double> change = Absolute(CbyA) * (Absolute(A) * states);
+    for (int i = 0; i < change.Size(0); ++i)
+        for (int j = 0; j < change.Size(1); ++j)
+            if (change(i, j) > kTooMuchCancellation * terms(i, j)) return true;
+    return false;
+}
+
+// D − C·A⁻¹·B. Rounding may leave the pivots of a rigid body small instead of zero.
+Matrix2D<double> Compliance(const Matrix2D<double>& A, const Matrix2D<double>& B,
                             const Matrix2D<double>& C, const Matrix2D<double>& D) {
-    return D - C * MatrixInverse2D<double>::Inverse(A) * B;
+    const Matrix2D<double> inverse = MatrixInverse2D<double>::Inverse(A), CbyA = C * inverse;
+    if (Cancellation(A, inverse) > kTooMuchCancellation &&
+        ReachesOutputs(A, C, CbyA, inverse * B))
+        Warning(kNearlySingular).Print();
+    return D - CbyA * B;
 }
 
 // The numbers of the modes that are no rigid bodies, and how many eigenvalues the others have.
@@ -67,7 +94,7 @@ Matrix2D<double> ElasticCompliance(const Matrix2D<double>& A, const Matrix2D<dou
 
     const Canon elastic(A, B, C, D, static_cast<int>(modes.numbers.size()),
                         modes.numbers.data(), eigen);
-    return Compliance(elastic.A(), elastic.B(), elastic.C(), elastic.D());
+    return Compliance(Matrix2D<double>(elastic.A()), elastic.B(), elastic.C(), elastic.D());
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "zemra/system/kinematic_system.h"
 
-#include <algorithm>
-
 #include "zemra/matrix/products.h"
 #include "zemra/message/message.h"
 #include "zemra/solver/matrix_inverse.h"
@@ -26,13 +24,9 @@ constexpr char kNoEquivalentForce[] =
 
 constexpr char kLostDigits[] =
     "ZEMRA/Vibration kinematic system:\n   The equivalent forces have lost nearly all digits "
-    "at %d "
-    "of %d frequencies, the first w = %g.\n   Multiple kinematic actuators nearly over "
-    "constrain "
-    "a part there, or a part that nothing\n   holds is driven too close to zero frequency.";
-
-// Cancellation beyond which four of the sixteen digits or fewer are left.
-constexpr double kTooMuchCancellation = 1e12;
+    "at %d of %d frequencies, the first w = %g.\n   Multiple kinematic actuators nearly over "
+    "constrain a part there, or a part that nothing\n   holds is driven too close to zero "
+    "frequency.";
 
 // A copy has the dynamic type of its source, so the cast holds.
 std::unique_ptr<ForceSystem> DeepCopy(const ForceSystem& model) {
@@ -51,19 +45,6 @@ auto FindingForces(const Work& work) {
 
 Matrix2D<Complex> Invert(const Matrix2D<Complex>& G) {
     return FindingForces([&] { return MatrixInverse2D<Complex>::Inverse(G); });
-}
-
-// The largest Σ_j |G(i, j)|·|G⁻¹(j, i)|: how far motion i, which is 1, is a difference of large
-// numbers. Unlike a condition number of norms it does not depend on the units of the motions
-// and forces.
-double Cancellation(const Matrix2D<Complex>& G, const Matrix2D<Complex>& Ginv) {
-    double largest = 0.0;
-    for (int i = 0; i < G.Size(0); ++i) {
-        double sum = 0.0;
-        for (int j = 0; j < G.Size(1); ++j) sum += std::abs(G(i, j)) * std::abs(Ginv(j, i));
-        largest = std::max(largest, sum);
-    }
-    return largest;
 }
 
 }  // namespace
