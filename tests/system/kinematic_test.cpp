@@ -260,6 +260,41 @@ TEST_P(Motions, ShareTheResponseOutAmongTheModes) {
     }
 }
 
+TEST_P(Motions, ProjectTheirModesOnTheResponseWithTheEquivalentForces) {
+    const Frequencies w = Away();
+    const Inputs inputs = AllInputs().back();
+    Excitation excitation{Amplitude};
+    const Actuators actuators(excitation, inputs);
+    const auto system = Build(Constrainable(model, inputs), actuators, form);
+    const int last = system->Outputs() - 1;  // an acceleration, with a feed-through
+    const std::size_t extents[] = {inputs.size(), static_cast<std::size_t>(last + 1), 3};
+    for (int running = 0; running < 4; ++running) {
+        int at[] = {0, last, 1, 0};
+        at[running] = -1;
+        const auto along = Elements(system->MPF(at[0], at[1], at[2], at[3], w, true));
+        if (running < 3) {
+            ASSERT_EQ(along.size(), extents[running]);
+        }
+        for (const Complex& factor : along) {
+            ++at[running];
+            const auto [i, o, k, q] = at;
+            const Definition from(*system, inputs, w(k));
+            const Complex part = system->MPF(i, o, k, q, w, false)(0);
+            const Complex total =
+                (from.C.row(o) * from.X.col(i) + from.D.row(o) * from.forces).value();
+            const double terms =
+                from.C.row(o).lpNorm<1>() * from.X.col(i).lpNorm<Eigen::Infinity>() +
+                from.D.row(o).lpNorm<1>() * from.forces.lpNorm<Eigen::Infinity>();
+            if (std::abs(total) <= 1e-9 * terms) continue;  // held still: no direction
+            const Complex direction = total / std::abs(total);
+            const Complex expected = (part * std::conj(direction)).real() * direction;
+            EXPECT_LE(std::abs(factor - expected),
+                      tolerance * std::abs(part) * terms / std::abs(total))
+                << running << testing::PrintToString(at);
+        }
+    }
+}
+
 // A mass on a platform that moves: T = (1 + 2jzr)/(1 − r² + 2jzr) with z = c/(2√(km)) and
 // r = w/√(k/m), whatever the platform weighs, for the ratio of displacements, velocities and
 // accelerations alike. At 0 the free body follows its platform.
