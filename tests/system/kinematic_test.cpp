@@ -396,10 +396,11 @@ TEST(KinematicSystem, SaysSoWhereNoForceGivesTheMotion) {
         double w;
         int printed;  // by solves that fail
     };
-    for (const auto& [model, inputs, w, printed] :
+    for (const auto& [model, inputs, at, printed] :
          {Case{Oscillator(4, 0.1), {{0, 'V'}}, 0, 0},             // stands still there
           Case{MassOnPlatform(5), {{1, 'D'}, {1, 'D'}}, 1, 0},    // one motion twice
           Case{Oscillator(4, 0), {{0, 'D'}, {0, 'F'}}, 2, 1}}) {  // no response at all
+        const double w = at;
         Excitation excitation{Amplitude};
         const Actuators actuators(excitation, inputs);
         const Model full = Constrainable(model, inputs);
@@ -565,6 +566,8 @@ struct DrivenMotion {
     Actuators actuators{excitation, inputs};
     int solves = 0;
     CountingSystem system{Constrainable(model, inputs), constraint, actuators, solves};
+    DrivenMotion(Model whole, Model constraining)
+        : model(std::move(whole)), constraint(std::move(constraining)) {}
     int Solves() const { return solves; }
 };
 

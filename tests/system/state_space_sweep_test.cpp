@@ -132,7 +132,7 @@ std::vector<Model> SweptModels() {
 std::vector<double> TellingFrequencies(const Model& model) {
     const bool large = model.A.rows() > 150;
     const std::vector<double> grid = LogSpaced(1e-2, 1e6, large ? 16 : 160);
-    std::vector<double> telling = LogSpaced(0.1, 1e5, large ? 8 : 8);
+    std::vector<double> telling = LogSpaced(0.1, 1e5, 8);
     if (large) return telling;
     Swept system(model);
     const auto height = [&](const std::vector<double>& w) {
