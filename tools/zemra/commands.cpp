@@ -8,7 +8,7 @@
 
 namespace Tool {
 
-std::optional<GridSpec> AskedGrid(const Arguments& arguments) {
+std::optional<GridRequest> AskedGrid(const Arguments& arguments) {
     if (!arguments.hertz.empty())
         return ParseGrid("--hz", arguments.hertz, true, !arguments.linear);
     if (!arguments.radians.empty())

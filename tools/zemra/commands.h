@@ -37,7 +37,7 @@ Result EvaluateElements(const Arguments& arguments, Messages& messages);
 Result IdentifyElement(const Arguments& arguments, Messages& messages);
 
 /// The grid that the command line asks for, if any.
-std::optional<GridSpec> AskedGrid(const Arguments& arguments);
+std::optional<GridRequest> AskedGrid(const Arguments& arguments);
 
 /// Says on standard error that Ctrl-C ended a sweep early, where it did. Returns whether the
 /// sweep is complete.

@@ -53,9 +53,9 @@ std::vector<std::complex<double>> Stiffness(const Parameters& p, const std::vect
 }  // namespace
 
 Result EvaluateElements(const Arguments& arguments, Messages& messages) {
-    const std::optional<GridSpec> spec = AskedGrid(arguments);
-    if (!spec) throw BadInput("fd-eval: give the frequencies by --hz or --rad");
-    const Grid grid = MakeGrid(*spec, {});
+    const std::optional<GridRequest> request = AskedGrid(arguments);
+    if (!request) throw BadInput("fd-eval: give the frequencies by --hz or --rad");
+    const Grid grid = MakeGrid(*request, {});
     Table table{"Dynamic stiffness", {}};
     table.Add(grid.Name(), grid.Unit(), grid.shown);
     ResponsePlot plot("Dynamic stiffness", grid, messages);

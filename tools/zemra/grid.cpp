@@ -39,14 +39,15 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
 }
 
 // count values; the ends exactly as given.
-std::vector<double> Spaced(const GridSpec& spec) {
-    std::vector<double> result(static_cast<std::size_t>(spec.count), spec.lowest);
+std::vector<double> Spaced(const GridRequest& request) {
+    std::vector<double> result(static_cast<std::size_t>(request.count), request.lowest);
     for (std::size_t k = 1; k < result.size(); ++k) {
         const double t = static_cast<double>(k) / static_cast<double>(result.size() - 1);
-        result[k] = spec.logarithmic ? spec.lowest * std::pow(spec.highest / spec.lowest, t)
-                                     : spec.lowest + t * (spec.highest - spec.lowest);
+        result[k] = request.logarithmic
+                        ? request.lowest * std::pow(request.highest / request.lowest, t)
+                        : request.lowest + t * (request.highest - request.lowest);
     }
-    if (result.size() > 1) result.back() = spec.highest;
+    if (result.size() > 1) result.back() = request.highest;
     return result;
 }
 
@@ -93,30 +94,30 @@ std::vector<double> Grid::Hertz() const {
     return result;
 }
 
-void CheckGrid(const std::string& name, const GridSpec& spec) {
+void CheckGrid(const std::string& name, const GridRequest& request) {
     const auto fail = [&](const std::string& what) { throw BadInput(name + ": " + what); };
     const auto finite = [](double f) { return std::isfinite(f * kTwoPi) && f >= 0.0; };
-    if (!spec.values.empty()) {
-        if (!std::all_of(spec.values.begin(), spec.values.end(), finite))
+    if (!request.values.empty()) {
+        if (!std::all_of(request.values.begin(), request.values.end(), finite))
             fail("frequencies must be finite and not negative");
         return;
     }
-    if (spec.count < 1) fail("there must be at least one frequency");
-    if (spec.count > kMostPoints) fail("there may be at most 10000000 frequencies");
-    if (!finite(spec.lowest) || !finite(spec.highest))
+    if (request.count < 1) fail("there must be at least one frequency");
+    if (request.count > kMostPoints) fail("there may be at most 10000000 frequencies");
+    if (!finite(request.lowest) || !finite(request.highest))
         fail("frequencies must be finite and not negative");
-    if (spec.lowest > spec.highest) fail("the highest frequency is below the lowest");
-    if (spec.logarithmic && !(spec.lowest > 0.0))
+    if (request.lowest > request.highest) fail("the highest frequency is below the lowest");
+    if (request.logarithmic && !(request.lowest > 0.0))
         fail("logarithmic frequencies must be above 0 (or ask for linear ones)");
 }
 
-GridSpec ParseGrid(const std::string& option, const std::string& text, bool hertz,
-                   bool logarithmic) {
-    GridSpec spec;
-    spec.hertz = hertz;
-    spec.logarithmic = logarithmic;
+GridRequest ParseGrid(const std::string& option, const std::string& text, bool hertz,
+                      bool logarithmic) {
+    GridRequest request;
+    request.hertz = hertz;
+    request.logarithmic = logarithmic;
     if (text.starts_with('@')) {
-        spec.values = ReadSamples(text.substr(1)).columns.front();
+        request.values = ReadSamples(text.substr(1)).columns.front();
     } else if (text.find(':') != std::string::npos) {
         const std::vector<std::string_view> parts = Split(text, ':');
         std::optional<double> lowest, highest;
@@ -128,33 +129,34 @@ GridSpec ParseGrid(const std::string& option, const std::string& text, bool hert
         }
         if (!lowest || !highest || !count)
             throw BadInput(option + ": \"" + text + "\" is not LOW:HIGH:COUNT");
-        spec.lowest = *lowest;
-        spec.highest = *highest;
-        spec.count = *count;
+        request.lowest = *lowest;
+        request.highest = *highest;
+        request.count = *count;
     } else {
         for (const std::string_view part : Split(text, ',')) {
             const std::optional<double> value = Number<double>(part);
             if (!value)
                 throw BadInput(option + ": \"" + std::string(part) + "\" is not a frequency");
-            spec.values.push_back(*value);
+            request.values.push_back(*value);
         }
     }
-    CheckGrid(option, spec);
-    return spec;
+    CheckGrid(option, request);
+    return request;
 }
 
-Grid MakeGrid(const GridSpec& spec, const std::vector<std::complex<double>>& eigenvalues) {
+Grid MakeGrid(const GridRequest& request,
+              const std::vector<std::complex<double>>& eigenvalues) {
     Grid grid;
-    grid.hertz = spec.hertz;
-    grid.shown = spec.values.empty() ? Spaced(spec) : spec.values;
-    if (spec.cluster) Cluster(eigenvalues, spec.hertz ? kTwoPi : 1.0, grid.shown);
+    grid.hertz = request.hertz;
+    grid.shown = request.values.empty() ? Spaced(request) : request.values;
+    if (request.cluster) Cluster(eigenvalues, request.hertz ? kTwoPi : 1.0, grid.shown);
     grid.w = grid.shown;
-    if (spec.hertz)
+    if (request.hertz)
         for (double& w : grid.w) w *= kTwoPi;
     return grid;
 }
 
-GridSpec RangeOfModes(const std::vector<std::complex<double>>& eigenvalues, int count) {
+GridRequest RangeOfModes(const std::vector<std::complex<double>>& eigenvalues, int count) {
     double lowest = std::numeric_limits<double>::infinity(), highest = 0.0;
     const double rigid = RigidBound(eigenvalues);
     const auto include = [&](bool pairsOnly) {
@@ -168,11 +170,11 @@ GridSpec RangeOfModes(const std::vector<std::complex<double>>& eigenvalues, int 
     include(true);
     if (highest == 0.0) include(false);
     if (highest == 0.0) lowest = highest = kTwoPi;
-    GridSpec spec;
-    spec.lowest = lowest / 3.0 / kTwoPi;
-    spec.highest = highest * 3.0 / kTwoPi;
-    spec.count = count;
-    return spec;
+    GridRequest request;
+    request.lowest = lowest / 3.0 / kTwoPi;
+    request.highest = highest * 3.0 / kTwoPi;
+    request.count = count;
+    return request;
 }
 
 }  // namespace Tool

@@ -7,7 +7,7 @@
 namespace Tool {
 
 /// Which frequencies to answer at.
-struct GridSpec {
+struct GridRequest {
     bool hertz = true;           // else rad/s
     std::vector<double> values;  // when empty, the range:
     double lowest = 0.0, highest = 0.0;
@@ -30,16 +30,17 @@ struct Grid {
 
 /// Reads LOW:HIGH:COUNT, a list F,F,… or @FILE, whose first column holds the frequencies.
 /// Throws BadInput, as does CheckGrid, which takes the name of what it checks.
-GridSpec ParseGrid(const std::string& option, const std::string& text, bool hertz,
-                   bool logarithmic);
-void CheckGrid(const std::string& name, const GridSpec& spec);
+GridRequest ParseGrid(const std::string& option, const std::string& text, bool hertz,
+                      bool logarithmic);
+void CheckGrid(const std::string& name, const GridRequest& request);
 
-/// The frequencies of a checked grid. With spec.cluster, further ones inside its range around
-/// each eigenvalue σ + jω (rad/s) whose half-power band, 2|σ| wide, the grid would step over.
-Grid MakeGrid(const GridSpec& spec, const std::vector<std::complex<double>>& eigenvalues);
+/// The frequencies of a checked grid. With request.cluster, further ones inside its range
+/// around each eigenvalue σ + jω (rad/s) whose half-power band, 2|σ| wide, the grid would step
+/// over.
+Grid MakeGrid(const GridRequest& request, const std::vector<std::complex<double>>& eigenvalues);
 
 /// A range that shows all modes, from a third of the lowest to three times the highest
 /// frequency of the eigenvalues (rad/s).
-GridSpec RangeOfModes(const std::vector<std::complex<double>>& eigenvalues, int count);
+GridRequest RangeOfModes(const std::vector<std::complex<double>>& eigenvalues, int count);
 
 }  // namespace Tool

@@ -418,31 +418,31 @@ void ReadInputs(const Node& root, const Node& node, ModelFile& model) {
     }
 }
 
-GridSpec ReadGrid(const Node& node) {
+GridRequest ReadGrid(const Node& node) {
     node.ExpectKeys({"unit", "from", "to", "points", "spacing", "values", "cluster"});
-    GridSpec spec;
-    if (node.Has("unit")) spec.hertz = node.At("unit").Choice({"Hz", "rad/s"}) == "Hz";
-    if (node.Has("cluster")) spec.cluster = node.At("cluster").Flag();
+    GridRequest request;
+    if (node.Has("unit")) request.hertz = node.At("unit").Choice({"Hz", "rad/s"}) == "Hz";
+    if (node.Has("cluster")) request.cluster = node.At("cluster").Flag();
     if (node.Has("values")) {
         for (const char* key : {"from", "to", "points", "spacing"})
             if (node.Has(key))
                 node.Fail(fmt::format("\"{}\" does not go with \"values\"", key));
         const Node values = node.At("values");
-        for (const Node& value : values.Items()) spec.values.push_back(value.Number());
-        if (spec.values.empty()) values.Fail("must hold at least one frequency");
+        for (const Node& value : values.Items()) request.values.push_back(value.Number());
+        if (request.values.empty()) values.Fail("must hold at least one frequency");
     } else {
-        spec.lowest = node.At("from").Number();
-        spec.highest = node.At("to").Number();
-        spec.count = node.At("points").Integer();
+        request.lowest = node.At("from").Number();
+        request.highest = node.At("to").Number();
+        request.count = node.At("points").Integer();
         if (node.Has("spacing"))
-            spec.logarithmic = node.At("spacing").Choice({"log", "linear"}) == "log";
+            request.logarithmic = node.At("spacing").Choice({"log", "linear"}) == "log";
     }
     try {
-        CheckGrid("frequencies", spec);
+        CheckGrid("frequencies", request);
     } catch (const BadInput& error) {
         node.Fail(std::string(error.what()).substr(std::string("frequencies: ").size()));
     }
-    return spec;
+    return request;
 }
 
 // ---- The dump ------------------------------------------------------------------------------

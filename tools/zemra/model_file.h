@@ -29,7 +29,7 @@ struct ModelFile {
     std::vector<Excitation> excitations;
     std::vector<CrossDensity> cross;
     std::vector<int> modes;  // empty for all
-    std::optional<GridSpec> grid;
+    std::optional<GridRequest> grid;
 };
 
 /// Reads a model dump, or a JSON file that names one. Throws BadInput with the file and the

@@ -49,16 +49,16 @@ std::vector<std::size_t> Select(const std::string& option,
 }
 
 Grid ModelGrid(const Arguments& arguments, const ModelFile& model, int points) {
-    std::optional<GridSpec> spec = AskedGrid(arguments);
-    if (!spec) spec = model.grid;
-    if (spec && arguments.cluster) spec->cluster = true;
-    if (spec && !spec->cluster) return MakeGrid(*spec, {});
+    std::optional<GridRequest> request = AskedGrid(arguments);
+    if (!request) request = model.grid;
+    if (request && arguments.cluster) request->cluster = true;
+    if (request && !request->cluster) return MakeGrid(*request, {});
     const std::vector<std::complex<double>> eigenvalues = Eigenvalues(SolveEigenProblem(model));
-    if (!spec) {
-        spec = RangeOfModes(eigenvalues, points);
-        spec->cluster = true;
+    if (!request) {
+        request = RangeOfModes(eigenvalues, points);
+        request->cluster = true;
     }
-    return MakeGrid(*spec, eigenvalues);
+    return MakeGrid(*request, eigenvalues);
 }
 
 void CheckModeNumbers(const ModelFile& model, const std::vector<Mode>& modes) {
