@@ -1,18 +1,7 @@
-// State-space sweeps beside a dense complex solution a frequency.
-//
-// Compare times of one run only, and let it take turns and the least of several repetitions:
-//   OPENBLAS_NUM_THREADS=1 sweep_bench --benchmark_enable_random_interleaving=true
-//       --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
-// Every benchmark counts its time per frequency.
+// State-space sweeps beside a dense complex solution, or inverse, a frequency.
 
-#include <benchmark/benchmark.h>
-
-#include <Eigen/Dense>
-#include <algorithm>
-#include <random>
-#include <string>
-
-#include "zemra/system/force_system_ss.h"
+#include "bench/support/heap.h"
+#include "bench/support/sweep_problems.h"
 
 #ifdef ZEMRA_LAPACK
 extern "C" {
@@ -28,90 +17,16 @@ void zgetri_(const int* n, std::complex<double>* a, const int* lda, const int* p
 namespace {
 
 using namespace ZEMRA::Vibration;
+using namespace ZEMRA::Vibration::bench;
 
-// Peers are timed on a few frequencies of the sweep.
-constexpr int kPeerFrequencies = 4;
-
-Eigen::MatrixXd Random(int nrows, int ncols, unsigned seed) {
-    std::mt19937 generator(seed);
-    std::uniform_real_distribution<double> uniform(-1, 1);
-    return Eigen::MatrixXd::NullaryExpr(nrows, ncols, [&] { return uniform(generator); });
-}
-
-Matrix2D<double> ToCore(const Eigen::MatrixXd& m) {
-    Matrix2D<double> core(static_cast<int>(m.rows()), static_cast<int>(m.cols()));
-    for (int i = 0; i < core.Size(0); ++i)
-        for (int j = 0; j < core.Size(1); ++j) core(i, j) = m(i, j);
-    return core;
-}
-
-struct Case {
-    bool chain;
-    int n, m, frequencies;
-
-    std::string Name() const {
-        return std::string(chain ? "/chain" : "/dense") + "/n:" + std::to_string(n) +
-               "/inputs:" + std::to_string(m) + "/frequencies:" + std::to_string(frequencies);
-    }
-};
-
-// Of n states, m inputs and m outputs: a damped chain of unit masses and springs, fixed at one
-// end, with the inputs and the outputs spread over the masses; or random numbers, with the
-// eigenvalues moved to the left half plane.
-struct Problem {
-    explicit Problem(const Case& c)
-        : A(c.chain ? Chain(c.n)
-                    : Random(c.n, c.n, 1) -
-                          1.2 * std::sqrt(c.n / 3.0) * Eigen::MatrixXd::Identity(c.n, c.n)),
-          B(c.chain ? Eigen::MatrixXd::Zero(c.n, c.m) : Random(c.n, c.m, 2)),
-          C(c.chain ? Eigen::MatrixXd::Zero(c.m, c.n) : Random(c.m, c.n, 3)),
-          w(c.frequencies) {
-        const int masses = c.n / 2;
-        for (int i = 0; c.chain && i < c.m; ++i) {
-            B(c.n - 1 - i * masses / c.m, i) = 1.0;
-            C(i, i * masses / c.m) = 1.0;
-        }
-        const double highest = c.chain ? 2.2 : 1.2 * std::sqrt(c.n / 3.0);
-        for (int k = 0; k < c.frequencies; ++k) w(k) = highest * (k + 1) / c.frequencies;
-    }
-
-    static Eigen::MatrixXd Chain(int n) {
-        const int masses = n / 2;
-        Eigen::MatrixXd A = Eigen::MatrixXd::Zero(n, n);
-        for (int i = 0; i < masses; ++i) {
-            A(i, masses + i) = 1.0;
-            for (int j = std::max(0, i - 1); j <= std::min(masses - 1, i + 1); ++j) {
-                const double k = i == j ? (i == masses - 1 ? 1.0 : 2.0) : -1.0;
-                A(masses + i, j) = -k;
-                A(masses + i, masses + j) = -0.01 * k;
-            }
-        }
-        return A;
-    }
-
-    ForceSystemSS Model() const {
-        static const Actuator force;
-        const int m = static_cast<int>(B.cols());
-        return {0.0,
-                ToCore(A),
-                ToCore(B),
-                ToCore(C),
-                Matrix2D<double>(m, m),
-                Matrix1D<const Actuator*>(m, &force)};
-    }
-    Eigen::MatrixXcd Dynamic(int k) const {
-        Eigen::MatrixXcd M = (-A).cast<Complex>();
-        M.diagonal().array() += Complex(0.0, w(k * w.Size(0) / kPeerFrequencies));
-        return M;
-    }
-
-    Eigen::MatrixXd A, B, C;
-    Matrix1D<double> w;
-};
-
-void CountFrequencies(benchmark::State& state, int count) {
-    state.counters["per_frequency"] = benchmark::Counter(
-        count, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+// The most that a sweep holds beyond its result, in arrays of n × n doubles.
+double PeakArrays(const Case& c, const Problem& problem) {
+    ForceSystemSS model = problem.Model();
+    Heap::Mark();
+    const auto before = static_cast<double>(Heap::Held());
+    model.TransferFunction(problem.w);
+    const double result = 1.0 * c.frequencies * c.m * c.p * sizeof(Complex);
+    return (static_cast<double>(Heap::Most()) - before - result) / (8.0 * c.n * c.n);
 }
 
 // From the matrices to the transfer function: a model answers a repeated sweep from its cache.
@@ -122,18 +37,37 @@ void WholeSweep(benchmark::State& state, const Case& c) {
         benchmark::DoNotOptimize(&model.TransferFunction(problem.w));
     }
     CountFrequencies(state, c.frequencies);
+    state.counters["arrays_of_n²"] = PeakArrays(c, problem);
 }
 
 // Another sweep of the same model.
-void Sweep(benchmark::State& state, const Case& c) {
+template <SweepRoad Road>
+void Sweep(benchmark::State& state, const Case& c, KernelSet kernels, int frequencies) {
     Problem problem(c);
     ForceSystemSS model = problem.Model();
-    model.TransferFunction(problem.w);
+    model.TakeRoad(Road, kernels);
+    if (Road != SweepRoad::kWritten) model.TransferFunction(problem.w);
+    if (frequencies < c.frequencies) {
+        Matrix1D<double> some(frequencies);
+        for (int k = 0; k < frequencies; ++k)
+            some(k) = problem.w(k * c.frequencies / frequencies);
+        problem.w = some;
+    }
     for (auto _ : state) {
         problem.w(0) *= 1.0 + 1e-9;
         benchmark::DoNotOptimize(&model.TransferFunction(problem.w));
     }
-    CountFrequencies(state, c.frequencies);
+    CountFrequencies(state, frequencies);
+    state.counters["time/(n²(m+1))"] = PerUnit(1.0 * frequencies * c.n * c.n * (c.m + 1));
+}
+void Fast(benchmark::State& state, const Case& c) {
+    Sweep<SweepRoad::kFast>(state, c, ChosenKernels(), c.frequencies);
+}
+void FastBaseline(benchmark::State& state, const Case& c) {
+    Sweep<SweepRoad::kFast>(state, c, KernelSet::kBaseline, c.frequencies);
+}
+void Written(benchmark::State& state, const Case& c) {
+    Sweep<SweepRoad::kWritten>(state, c, ChosenKernels(), kPeerFrequencies);
 }
 
 void EigenSolve(benchmark::State& state, const Case& c) {
@@ -181,33 +115,48 @@ void LapackInverse(benchmark::State& state, const Case& c) {
 }
 #endif
 
-double Least(const std::vector<double>& times) {
-    return *std::min_element(times.begin(), times.end());
+// One call of what takes long does.
+void Once(benchmark::internal::Benchmark* benchmark, const Case& c) {
+    if (c.n >= 800) benchmark->Iterations(1)->Repetitions(1);
 }
 
-void Register(const char* name, void (*run)(benchmark::State&, const Case&), const Case& c) {
-    benchmark::RegisterBenchmark((name + c.Name()).c_str(), run, c)
-        ->Unit(benchmark::kMicrosecond)
-        ->ComputeStatistics("least", Least);
+void RegisterPeers(const std::string& work, const Case& c) {
+    Once(Register(work, c, "eigen", EigenSolve), c);
+#ifdef ZEMRA_LAPACK
+    Once(Register(work, c, "zgesv", LapackSolve), c);
+    if (c.m == 1) Once(Register(work, c, "zgetri", LapackInverse), c);
+#endif
+}
+
+void RegisterSweep(const Case& c) {
+    Once(Register("sweep", c, "ours", Fast), c);
+    if (c.n <= 200 && c.frequencies == 200) {
+        Register("sweep", c, "ours_baseline", FastBaseline);
+        Register("sweep", c, "ours_written", Written);
+    }
+    RegisterPeers("sweep", c);
+}
+
+void RegisterWholeSweep(const Case& c) {
+    Once(Register("whole_sweep", c, "ours", WholeSweep), c);
+    RegisterPeers("whole_sweep", c);
 }
 
 [[maybe_unused]] const bool registered = [] {
-    for (const bool chain : {false, true})
+    for (const bool chain : {false, true}) {
         for (const int n : {10, 20, 50, 100, 200, 400})
-            for (const int m : {1, 3, 20}) {
-                if (chain && m > n / 2) continue;
-                for (const int frequencies : {200, 1000}) {
-                    const Case c{chain, n, m, frequencies};
-                    Register("Sweep", Sweep, c);
-                    Register("WholeSweep", WholeSweep, c);
-                }
-                const Case c{chain, n, m, 200};
-                Register("EigenSolve", EigenSolve, c);
-#ifdef ZEMRA_LAPACK
-                Register("LapackSolve", LapackSolve, c);
-                Register("LapackInverse", LapackInverse, c);
-#endif
-            }
+            for (const int m : {1, 3, 20})
+                if (!chain || m <= n / 2) RegisterSweep({chain, n, m, m, 200});
+        RegisterSweep({chain, 100, 1, 1, 1000});
+        RegisterSweep({chain, 100, 20, 1, 200});  // solved transposed
+        RegisterSweep({chain, 100, 1, 1, 8});     // too few to reduce the matrix for
+        RegisterSweep({chain, 10, 1, 1, 8});
+        RegisterSweep({chain, 800, 1, 1, 200});
+        for (const int n : {20, 50, 100, 200, 400, 800})
+            RegisterWholeSweep({chain, n, 1, 1, 200});
+        RegisterWholeSweep({chain, 100, 20, 20, 200});
+        RegisterWholeSweep({chain, 100, 1, 1, 1000});
+    }
     return true;
 }();
 
