@@ -7,17 +7,12 @@
 #include <stdexcept>
 
 #include "tests/support/excitation.h"
+#include "tests/support/frequencies.h"
 #include "tests/support/matrices.h"
 #include "zemra/message/message.h"
 #include "zemra/system/system.h"
 
 namespace ZEMRA::Vibration::tests {
-
-using Frequencies = Matrix1D<double>;
-
-inline Frequencies Vector(const std::vector<double>& w) {
-    return Frequencies(static_cast<int>(w.size()), w.data());
-}
 
 inline Complex Amplitude(int input, double w) { return {1.0 + input, 0.5 * w}; }
 

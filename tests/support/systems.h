@@ -3,6 +3,7 @@
 #include <numbers>
 #include <vector>
 
+#include "tests/support/frequencies.h"
 #include "tests/support/models.h"
 #include "zemra/eigen/eigen_problem.h"
 #include "zemra/system/canon.h"
@@ -80,6 +81,38 @@ inline Model WithMotions(Model model) {
     model.D.resize(n + half, model.B.cols());
     model.D << Eigen::MatrixXd::Zero(n, model.B.cols()), model.B.bottomRows(half);
     return model;
+}
+
+/// A chain of n unit masses on the springs k, the first to the ground, with the damping matrix
+/// a·I + b·K and the outputs of DampedChain.
+inline Model ChainOf(const std::string& name, const Eigen::VectorXd& k, double a, double b) {
+    const Eigen::Index n = k.size();
+    Eigen::MatrixXd K = k.asDiagonal(), ends = Eigen::MatrixXd::Zero(n, 2);
+    for (Eigen::Index i = 1; i < n; ++i) {
+        K(i - 1, i - 1) += k(i);
+        K(i - 1, i) = K(i, i - 1) = -k(i);
+    }
+    ends(0, 0) = ends(n - 1, 1) = 1;
+    const Eigen::MatrixXd I = Eigen::MatrixXd::Identity(n, n);
+    return SecondOrder(name, I, a * I + b * K, K, ends, ends.transpose());
+}
+
+/// Stiffness of 1e10 beside soft modes of 1 rad/s, in one piece, alternating, graded,
+/// decoupled.
+inline std::vector<Model> BadlyScaledModels() {
+    const int n = 16;
+    Eigen::VectorXd half = Eigen::VectorXd::Constant(n, 1e10), comb = half, one = half;
+    half.head(n / 2).setOnes();
+    for (int i = 0; i < n; i += 2) comb(i) = 1;
+    one(0) = 1;
+    const auto graded = LogSpaced(1, 1e10, n);
+    const Eigen::VectorXd grade = Eigen::Map<const Eigen::VectorXd>(graded.data(), n);
+    const Eigen::MatrixXd shape = ToEigen(RandomMatrix<double>(n, 2, 5)),
+                          I = Eigen::MatrixXd::Identity(n, n);
+    return {ChainOf("StiffEnd", half, 1e-3, 1e-7), ChainOf("Comb", comb, 1e-3, 1e-9),
+            ChainOf("Graded", grade, 1e-3, 1e-7), ChainOf("SoftlyHeld", one, 1e-3, 1e-7),
+            SecondOrder("Modes", I, 0.02 * grade.cwiseSqrt().asDiagonal() * I,
+                        grade.asDiagonal(), shape, shape.transpose())};
 }
 
 /// Models whose eigenvectors are independent or form exact chains: the modal form is as good as

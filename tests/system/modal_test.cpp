@@ -16,12 +16,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::Pair;
 
-using Frequencies = Matrix1D<double>;
-
-Frequencies Vector(const std::vector<double>& w) {
-    return Frequencies(static_cast<int>(w.size()), w.data());
-}
-
 Eigen::MatrixXcd TransferFunction(System& system, double w) {
     return ToEigen(system.TransferFunction(Vector({w})).Slot(0));
 }

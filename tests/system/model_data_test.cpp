@@ -1,10 +1,7 @@
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <filesystem>
-
-#include "examples/support/dump_reader.h"
 #include "tests/support/captured_messages.h"
+#include "tests/support/dumped_models.h"
 #include "tests/support/modal_reference.h"
 #include "zemra/system/force_system_ss.h"
 
@@ -14,25 +11,6 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Pair;
-
-Eigen::MatrixXd FromDump(const Example::DumpedMatrix& m) {
-    return Eigen::Map<const Eigen::MatrixXd>(m.values.data(), m.rows, m.columns);
-}
-
-// Where the folder of dumps is not named there is nothing to test.
-std::vector<Model> DumpedModels() {
-    std::vector<Model> models;
-    const char* const folder = std::getenv("ZEMRA_MODEL_DATA");
-    if (!folder || !*folder) return models;
-    for (const auto& file : std::filesystem::directory_iterator(folder)) {
-        const std::string name = file.path().filename();
-        if (!name.ends_with(".txt") || name.ends_with("_channels.txt")) continue;
-        const auto [A, B, C, D] = Example::DumpReader(file.path()).Read();
-        models.push_back({name, FromDump(A), FromDump(B), FromDump(C), FromDump(D)});
-    }
-    EXPECT_FALSE(models.empty()) << "no model dump in " << folder;
-    return models;
-}
 
 constexpr char kNoModels[] = "ZEMRA_MODEL_DATA names no folder of model dumps";
 

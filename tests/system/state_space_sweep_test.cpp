@@ -1,29 +1,14 @@
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <filesystem>
-
-#include "examples/support/dump_reader.h"
 #include "tests/support/captured_messages.h"
+#include "tests/support/dumped_models.h"
 #include "tests/support/systems.h"
 #include "zemra/system/force_system_ss.h"
 
 namespace ZEMRA::Vibration::tests {
 namespace {
 
-using Frequencies = Matrix1D<double>;
 using Messages = std::vector<std::pair<char, std::string>>;
-
-Frequencies Vector(const std::vector<double>& w) {
-    return Frequencies(static_cast<int>(w.size()), w.data());
-}
-
-std::vector<double> LogSpaced(double from, double to, int n) {
-    std::vector<double> w(static_cast<std::size_t>(n));
-    for (int k = 0; k < n; ++k)
-        w[static_cast<std::size_t>(k)] = from * std::pow(to / from, (k + 0.5) / n);
-    return w;
-}
 
 // Counts the frequencies that are left to the inverse.
 class Swept : public ForceSystemSS {
@@ -57,54 +42,6 @@ std::vector<Way> Ways() {
         for (const SweepRoad road : {SweepRoad::kReduced, SweepRoad::kDense, SweepRoad::kFast})
             if (IsAvailable(kernels)) ways.push_back({kernels, road});
     return ways;
-}
-
-// A chain of n unit masses on the springs k, the first to the ground, with the damping matrix
-// a·I + b·K and the outputs of DampedChain.
-Model ChainOf(const std::string& name, const Eigen::VectorXd& k, double a, double b) {
-    const Eigen::Index n = k.size();
-    Eigen::MatrixXd K = k.asDiagonal(), ends = Eigen::MatrixXd::Zero(n, 2);
-    for (Eigen::Index i = 1; i < n; ++i) {
-        K(i - 1, i - 1) += k(i);
-        K(i - 1, i) = K(i, i - 1) = -k(i);
-    }
-    ends(0, 0) = ends(n - 1, 1) = 1;
-    const Eigen::MatrixXd I = Eigen::MatrixXd::Identity(n, n);
-    return SecondOrder(name, I, a * I + b * K, K, ends, ends.transpose());
-}
-
-// Stiffness of 1e10 beside soft modes of 1 rad/s, in one piece, alternating, graded, decoupled.
-std::vector<Model> BadlyScaledModels() {
-    const int n = 16;
-    Eigen::VectorXd half = Eigen::VectorXd::Constant(n, 1e10), comb = half, one = half;
-    half.head(n / 2).setOnes();
-    for (int i = 0; i < n; i += 2) comb(i) = 1;
-    one(0) = 1;
-    const auto graded = LogSpaced(1, 1e10, n);
-    const Eigen::VectorXd grade = Eigen::Map<const Eigen::VectorXd>(graded.data(), n);
-    const Eigen::MatrixXd shape = ToEigen(RandomMatrix<double>(n, 2, 5)),
-                          I = Eigen::MatrixXd::Identity(n, n);
-    return {ChainOf("StiffEnd", half, 1e-3, 1e-7), ChainOf("Comb", comb, 1e-3, 1e-9),
-            ChainOf("Graded", grade, 1e-3, 1e-7), ChainOf("SoftlyHeld", one, 1e-3, 1e-7),
-            SecondOrder("Modes", I, 0.02 * grade.cwiseSqrt().asDiagonal() * I,
-                        grade.asDiagonal(), shape, shape.transpose())};
-}
-
-std::vector<Model> DumpedModels() {
-    std::vector<Model> models;
-    const char* const folder = std::getenv("ZEMRA_MODEL_DATA");
-    if (!folder || !*folder) return models;
-    const auto read = [](const Example::DumpedMatrix& m) {
-        return Eigen::MatrixXd(
-            Eigen::Map<const Eigen::MatrixXd>(m.values.data(), m.rows, m.columns));
-    };
-    for (const auto& file : std::filesystem::directory_iterator(folder)) {
-        const std::string name = file.path().filename();
-        if (!name.ends_with(".txt") || name.ends_with("_channels.txt")) continue;
-        const auto [A, B, C, D] = Example::DumpReader(file.path()).Read();
-        models.push_back({name, read(A), read(B), read(C), read(D)});
-    }
-    return models;
 }
 
 std::vector<Model> SweptModels() {
