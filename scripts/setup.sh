@@ -41,8 +41,8 @@ generator_option() {
     fi
 }
 
-# build_preset NAME: configures a preset and builds it.
+# build_preset NAME [TARGET]: configures a preset and builds it, or one target of it.
 build_preset() {
     cmake --preset "$1" $(generator_option "build/$1")
-    cmake --build --preset "$1"
+    cmake --build --preset "$1" ${2:+--target "$2"}
 }
