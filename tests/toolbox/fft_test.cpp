@@ -5,6 +5,7 @@
 #include <numeric>
 #include <random>
 
+#include "zemra/matrix/kernel_set.h"
 #include "zemra/toolbox/fftpack/complex_to_complex.h"
 #include "zemra/toolbox/fftpack/real_to_complex.h"
 
@@ -12,6 +13,8 @@ namespace fftpack::tests {
 namespace {
 
 using testing::ElementsAre;
+using ZEMRA::Vibration::IsAvailable;
+using ZEMRA::Vibration::KernelSet;
 using Value = std::complex<double>;
 using Exact = std::complex<long double>;
 using RealTransform = real_to_complex<double, Value>;
@@ -110,8 +113,8 @@ double Bound(std::size_t n) {
 std::vector<std::size_t> Lengths() {
     std::vector<std::size_t> result(130);
     std::iota(result.begin(), result.end(), 1U);
-    for (const std::size_t n :
-         {143U, 210U, 360U, 385U, 1001U, 1009U, 1024U, 10007U, 65536U, 1U << 20})
+    for (const std::size_t n : {143U, 210U, 360U, 385U, 531U, 625U, 729U, 1001U, 1009U, 1024U,
+                                3180U, 3481U, 10006U, 10007U, 59049U, 65536U, 1U << 20})
         result.push_back(n);
     return result;
 }
@@ -127,48 +130,58 @@ std::vector<std::size_t> SomeLines(std::size_t n, std::size_t count) {
     return result;
 }
 
+// The kernels that this processor can run.
+std::vector<const kernels*> KernelSets() {
+    std::vector<const kernels*> result{&baseline_kernels};
+    if (IsAvailable(KernelSet::kAvx2)) result.push_back(&wide_kernels());
+    return result;
+}
+
 class Transforms : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(Transforms, GiveTheDefiningSum) {
     const std::size_t n = GetParam();
     const std::vector<Value> z = Noise(n, 1), other = Noise(n, 2);
-    ComplexTransform ofComplex(n);
-    const std::vector<Value> Z = Spectrum(ofComplex, z);
-    std::vector<std::size_t> lines = SomeLines(n, n);
-    EXPECT_LT(RelativeError(DefiningSum(z, lines), lines, Z), Bound(n));
-
     const std::vector<double> x = RealParts(z);
-    RealTransform ofReal(n);
-    const std::vector<Value> X = Spectrum(ofReal, x);
-    ASSERT_EQ(X.size(), n / 2 + 1);
-    lines = SomeLines(n, X.size());
-    EXPECT_LT(RelativeError(DefiningSum(x, lines), lines, X), Bound(n));
+    const std::vector<std::size_t> lines = SomeLines(n, n), realLines = SomeLines(n, n / 2 + 1);
+    const std::vector<Exact> exactZ = DefiningSum(z, lines), exactX = DefiningSum(x, realLines);
+    for (const kernels* const set : KernelSets()) {
+        SCOPED_TRACE(set == &baseline_kernels ? "baseline" : "wide");
+        ComplexTransform ofComplex(n, *set);
+        const std::vector<Value> Z = Spectrum(ofComplex, z);
+        EXPECT_LT(RelativeError(exactZ, lines, Z), Bound(n));
 
-    std::vector<double> packed = x;
-    ofReal.forward_compressed(packed.data());
-    EXPECT_EQ(X[0], packed[0]);
-    for (std::size_t k = 1; k <= (n - 1) / 2; ++k)
-        ASSERT_EQ(X[k], Value(packed[2 * k - 1], packed[2 * k])) << k;
-    EXPECT_EQ(X[n / 2].real(), n % 2 == 0 || n == 1 ? packed[n - 1] : packed[n - 2]);
+        RealTransform ofReal(n, *set);
+        const std::vector<Value> X = Spectrum(ofReal, x);
+        ASSERT_EQ(X.size(), n / 2 + 1);
+        EXPECT_LT(RelativeError(exactX, realLines, X), Bound(n));
 
-    // A transform leaves nothing behind for the next one, is linear and keeps the energy.
-    const std::vector<Value> Y = Spectrum(ofComplex, other);
-    std::vector<Value> sum(n);
-    for (std::size_t j = 0; j < n; ++j) sum[j] = 0.25 * z[j] - Value(0, 2) * other[j];
-    const std::vector<Value> S = Spectrum(ofComplex, sum);
-    EXPECT_EQ(Spectrum(ofComplex, z), Z);
-    double energy = 0, spectral = 0, difference = 0, size = 0, ofX = 0, ofSpectrumX = 0;
-    for (std::size_t k = 0; k < n; ++k) {
-        energy += std::norm(z[k]);
-        spectral += std::norm(Z[k]);
-        difference += std::norm(S[k] - (0.25 * Z[k] - Value(0, 2) * Y[k]));
-        size += std::norm(S[k]);
-        ofX += x[k] * x[k];
-        ofSpectrumX += std::norm(X[std::min(k, n - k)]);
+        std::vector<double> packed = x;
+        ofReal.forward_compressed(packed.data());
+        EXPECT_EQ(X[0], packed[0]);
+        for (std::size_t k = 1; k <= (n - 1) / 2; ++k)
+            ASSERT_EQ(X[k], Value(packed[2 * k - 1], packed[2 * k])) << k;
+        EXPECT_EQ(X[n / 2].real(), n % 2 == 0 || n == 1 ? packed[n - 1] : packed[n - 2]);
+
+        // A transform leaves nothing behind for the next one, is linear and keeps the energy.
+        const std::vector<Value> Y = Spectrum(ofComplex, other);
+        std::vector<Value> sum(n);
+        for (std::size_t j = 0; j < n; ++j) sum[j] = 0.25 * z[j] - Value(0, 2) * other[j];
+        const std::vector<Value> S = Spectrum(ofComplex, sum);
+        EXPECT_EQ(Spectrum(ofComplex, z), Z);
+        double energy = 0, spectral = 0, difference = 0, size = 0, ofX = 0, ofSpectrumX = 0;
+        for (std::size_t k = 0; k < n; ++k) {
+            energy += std::norm(z[k]);
+            spectral += std::norm(Z[k]);
+            difference += std::norm(S[k] - (0.25 * Z[k] - Value(0, 2) * Y[k]));
+            size += std::norm(S[k]);
+            ofX += x[k] * x[k];
+            ofSpectrumX += std::norm(X[std::min(k, n - k)]);
+        }
+        EXPECT_LT(std::sqrt(difference / size), 2 * Bound(n));
+        EXPECT_NEAR(spectral / energy / static_cast<double>(n), 1, 4 * Bound(n));
+        EXPECT_NEAR(ofSpectrumX / ofX / static_cast<double>(n), 1, 4 * Bound(n));
     }
-    EXPECT_LT(std::sqrt(difference / size), 2 * Bound(n));
-    EXPECT_NEAR(spectral / energy / static_cast<double>(n), 1, 4 * Bound(n));
-    EXPECT_NEAR(ofSpectrumX / ofX / static_cast<double>(n), 1, 4 * Bound(n));
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, Transforms, testing::ValuesIn(Lengths()),

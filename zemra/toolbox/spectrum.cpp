@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "zemra/matrix/kernel_set.h"
 #include "zemra/matrix/kernels.h"
 #include "zemra/message/message.h"
 #include "zemra/toolbox/window.h"
@@ -23,6 +24,11 @@ constexpr char kComplexLines[] = "FFT: Complex point length miss match.";
 
 int Lines(int n, const Matrix2D<double>&) { return n / 2 + 1; }
 int Lines(int n, const Matrix2D<Complex>&) { return n; }
+
+const fftpack::kernels& TransformKernels() {
+    return ChosenKernels() == KernelSet::kAvx2 ? fftpack::wide_kernels()
+                                               : fftpack::baseline_kernels;
+}
 
 // The weights of n points, computed once for all that they are applied to; none without a
 // window.
@@ -163,13 +169,15 @@ Matrix2D<double> cFFT::Densities(const Matrix2D<T>& data, ZmAPI_ToolBox::eWindow
 void cFFT::Prepare(int n, const Matrix2D<double>&) {
     const auto length = static_cast<std::size_t>(n);
     if (!ofReal_ || ofReal_->n_real() != length)
-        ofReal_ = std::make_unique<fftpack::real_to_complex<double, Complex>>(length);
+        ofReal_ = std::make_unique<fftpack::real_to_complex<double, Complex>>(
+            length, TransformKernels());
 }
 
 void cFFT::Prepare(int n, const Matrix2D<Complex>&) {
     const auto length = static_cast<std::size_t>(n);
     if (!ofComplex_ || ofComplex_->n() != length)
-        ofComplex_ = std::make_unique<fftpack::complex_to_complex<double, Complex>>(length);
+        ofComplex_ = std::make_unique<fftpack::complex_to_complex<double, Complex>>(
+            length, TransformKernels());
 }
 
 void cFFT::Transform(int n, const Matrix1D<double>& x, std::vector<Complex>& lines) {

@@ -2,25 +2,28 @@
 
 #include <complex>
 
-#include "zemra/toolbox/fftpack/butterfly.h"
 #include "zemra/toolbox/fftpack/factorization.h"
+#include "zemra/toolbox/fftpack/passes.h"
 
 namespace fftpack {
 
 /// Forward transform of n real values, X_k = Σ_j x_j·e^(−2πi·jk/n), not scaled.
 ///
-/// The tables and the work array belong to the object: build it once for all transforms of one
+/// The tables and the work arrays belong to the object: build it once for all transforms of one
 /// length, and use it from one thread at a time. A transform allocates nothing; it costs
-/// O(n·Σ factors). A length below 2 leaves the data as they are.
+/// O(n·Σ factors), a large prime p counting no more than about log₂p. A length below 2 leaves
+/// the data as they are. The last digits of a result depend on the kernels.
 ///
+/// Both roads lead through complex passes. An even n is a complex transform of the n/2 pairs of
+/// neighbours, whose lines are unfolded. Of an odd n a first pass of radix p, on real values,
+/// leaves out those of its p partial transforms whose lines are the conjugates of others'; the
+/// other passes complete (p + 1)/2 groups.
 /// Swarztrauber, Vectorizing the FFTs, in Parallel Computations (1982), and FFTPACK (rffti,
-/// rfftf). Two departures: the factors are taken in the order of factorization, and the general
-/// pass reads its roots of unity from a table, where the published one finds them by two nested
-/// recurrences; those lose the square of the radix (six digits at a prime factor of 10007).
+/// rfftf), whose packed spectrum this is.
 template <typename RealType = double, typename ComplexType = std::complex<RealType>>
 class real_to_complex : public factorization {
   public:
-    explicit real_to_complex(std::size_t n);
+    explicit real_to_complex(std::size_t n, const kernels& set = baseline_kernels);
 
     std::size_t n_real() const { return n(); }
     /// n/2 + 1.
@@ -39,32 +42,22 @@ class real_to_complex : public factorization {
     }
 
   private:
+    const kernels* kernels_;
     std::size_t n_complex_;
-    radix_constants<RealType> constants_;
-    std::vector<RealType> wa_;           // twiddles, factor by factor but for the last
-    std::vector<pair<RealType>> roots_;  // of order p, for each prime factor p above 5
-    std::vector<RealType> ch_;           // the other end of the passes' ping-pong
+    std::size_t radix_ = 1;           // of the first pass on an odd number of values
+    std::vector<prime_sums> prime_;   // of that radix, if it is not one of the kernels'
+    passes passes_;                   // behind it, or of an even number
+    std::vector<RealType> wa_;        // factors of the first pass, or roots to unfold by
+    std::vector<RealType> ch_, ch2_;  // the ends of the passes' ping-pong
 
-    void compute_twiddles();
-    void compute_roots();
-    const pair<RealType>* roots_of_order(std::uint64_t ip) const;
-
-    // The passes take l1 groups of ip interleaved partial transforms, cc(ido, l1, ip), to
-    // l1 packed transforms, ch(ido, ip, l1). Each table holds the twiddles of one of the ip.
-    void passf2(std::uint64_t ido, std::uint64_t l1, const RealType* cc, RealType* ch,
-                const RealType* wa1) const;
-    void passf3(std::uint64_t ido, std::uint64_t l1, const RealType* cc, RealType* ch,
-                const RealType* wa1, const RealType* wa2) const;
-    void passf4(std::uint64_t ido, std::uint64_t l1, const RealType* cc, RealType* ch,
-                const RealType* wa1, const RealType* wa2, const RealType* wa3) const;
-    void passf5(std::uint64_t ido, std::uint64_t l1, const RealType* cc, RealType* ch,
-                const RealType* wa1, const RealType* wa2, const RealType* wa3,
-                const RealType* wa4) const;
-    // Any odd radix. cc, c1 and c2 are one array seen in three shapes, ch and ch2 another. The
-    // input is in cc, but for ido = 1 in ch; the result is in cc.
-    void passfg(std::uint64_t ido, std::uint64_t ip, std::uint64_t l1, std::uint64_t idl1,
-                RealType* cc, RealType* c1, RealType* c2, RealType* ch, RealType* ch2,
-                const RealType* wa) const;
+    // Answers Re X_0, and for even n Re X_{n/2}; lines receives X_1 … X_{(n−1)/2}.
+    struct real_lines {
+        RealType first, last;
+    };
+    real_lines transform(RealType* seq, RealType* lines);
+    real_lines transform_even(RealType* seq, RealType* lines);
+    real_lines transform_odd(RealType* seq, RealType* lines);
+    void prime_pass(RealType* x, RealType* y);
 };
 
 extern template class real_to_complex<double, std::complex<double>>;

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+
+namespace fftpack {
+
+/// The inner loops of the transforms, compiled for one instruction set. Complex values lie
+/// interleaved, and every factor e^(−iθ) is stored as its conjugate (cos θ, sin θ).
+struct kernels {
+    /// table[i] = e^(2πi·step·(first + i)/n) for 0 ≤ i < count, as pairs; no error exceeds
+    /// one ulp of 1. step·(first + count − 1) is below n.
+    void (*roots)(std::size_t n, std::size_t step, std::size_t first, std::size_t count,
+                  double* table);
+
+    /// The (radix − 1)·ido factors of one pass, e^(2πi·j·k/(radix·ido)), in the order in which
+    /// this kernel's pass reads them.
+    void (*twiddles)(std::size_t radix, std::size_t ido, double* table);
+
+    /// A pass of one of kRadices over l1 groups, from cc(ido, radix, l1) to ch(ido, l1, radix),
+    /// arrays of complex values with the first index fastest. in may be out when l1 is 1.
+    void (*pass)(std::size_t radix, std::size_t ido, std::size_t l1, const double* in,
+                 double* out, const double* table);
+
+    /// The same on one group of real values, cc(ido, radix), of an odd radix; only the first
+    /// (radix + 1)/2 columns of ch(ido, radix) are made, those of which the others are mirrors.
+    void (*real_pass)(std::size_t radix, std::size_t ido, const double* in, double* out,
+                      const double* table);
+
+    /// Lines 1 … half − 1 of 2·half real values, from the transform z of the half complex
+    /// values that they are in pairs: X_k = E_k + e^(−iπk/half)·O_k, of which E and O are the
+    /// spectra of the values in even and in odd places. table[k − 1] holds the root for line k
+    /// up to half/2; z and lines do not overlap.
+    /// Press et al., Numerical Recipes, section 12.3 (realft).
+    void (*unfold)(std::size_t half, const double* z, double* lines, const double* table);
+
+    /// For each of so many real columns, terms(columns, p): the value x_0, the sums s_j = x_j +
+    /// x_{p−j} at 0 < j < p/2 and the differences d_j = x_j − x_{p−j} at p − j. Into
+    /// lines(columns, p): x_0 + Σ_j s_j·cos(2πjl/p) at l < p/2 and Σ_j d_j·sin(2πjl/p) at
+    /// p − l. roots holds those of order p. About p²/2 multiplications a column.
+    void (*sums)(std::size_t p, std::size_t columns, const double* terms, double* lines,
+                 const double* roots);
+};
+
+/// The radices of pass; 3, 5 and 9 are those of real_pass.
+constexpr int kRadices[] = {2, 3, 4, 5, 8, 9};
+
+/// Kernels that run on every processor of the architecture.
+extern const kernels baseline_kernels;
+/// Kernels for AVX2 with fused multiply-add, which only a processor that has both may run; the
+/// baseline's where the build has no others.
+const kernels& wide_kernels();
+
+}  // namespace fftpack
