@@ -1,43 +1,75 @@
-#include <benchmark/benchmark.h>
+// The inverse of j·w·I − A beside factorisation and inverse by LAPACK, and beside our own
+// elimination step by step.
 
-#include <Eigen/Dense>
-#include <random>
-
+#include "bench/support/sweep_problems.h"
 #include "zemra/solver/matrix_inverse.h"
 
+#ifdef ZEMRA_LAPACK
+extern "C" {
+void zgetrf_(const int* m, const int* n, std::complex<double>* a, const int* lda, int* pivots,
+             int* info);
+void zgetri_(const int* n, std::complex<double>* a, const int* lda, const int* pivots,
+             std::complex<double>* work, const int* lwork, int* info);
+}
+#endif
+
+namespace ZEMRA::Vibration::bench {
 namespace {
 
-using namespace ZEMRA::Vibration;
-
-Matrix2D<Complex> RandomMatrix(int n) {
-    std::mt19937 generator(1);
-    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-    Matrix2D<Complex> A(n, n);
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j) A(i, j) = {uniform(generator), uniform(generator)};
-    return A;
+Matrix2D<Complex> Dynamic(const Case& c) {
+    const Eigen::MatrixXcd M = Problem(c).Dynamic(1);
+    Matrix2D<Complex> core(c.n, c.n);
+    for (int i = 0; i < c.n; ++i)
+        for (int j = 0; j < c.n; ++j) core(i, j) = M(i, j);
+    return core;
 }
 
-void BM_ComplexInverse(benchmark::State& state) {
-    const Matrix2D<Complex> A = RandomMatrix(static_cast<int>(state.range(0)));
-    for (auto _ : state) benchmark::DoNotOptimize(MatrixInverse2D<Complex>::Inverse(A));
-    state.SetComplexityN(state.range(0));
+void Ours(benchmark::State& state, const Case& c) {
+    const Matrix2D<Complex> M = Dynamic(c);
+    for (auto _ : state) benchmark::DoNotOptimize(MatrixInverse2D<Complex>::Inverse(M));
 }
 
-void BM_ComplexInversePeer(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
-    const Matrix2D<Complex> A = RandomMatrix(n);
-    Eigen::MatrixXcd M(n, n);
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j) M(i, j) = A(i, j);
-    for (auto _ : state) benchmark::DoNotOptimize(Eigen::MatrixXcd(M.partialPivLu().inverse()));
-    state.SetComplexityN(state.range(0));
+void OursWritten(benchmark::State& state, const Case& c) {
+    const Matrix2D<Complex> M = Dynamic(c);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(MatrixInverse2D<Complex>::InverseByElimination(M));
 }
 
-BENCHMARK(BM_ComplexInverse)->RangeMultiplier(2)->Range(8, 256)->Complexity(benchmark::oNCubed);
-BENCHMARK(BM_ComplexInversePeer)
-    ->RangeMultiplier(2)
-    ->Range(8, 256)
-    ->Complexity(benchmark::oNCubed);
+#ifdef ZEMRA_LAPACK
+void Peer(benchmark::State& state, const Case& c) {
+    const Eigen::MatrixXcd M = Problem(c).Dynamic(1);
+    const int n = c.n, lwork = 64 * n;
+    std::vector<Complex> work(static_cast<std::size_t>(lwork));
+    std::vector<int> pivots(static_cast<std::size_t>(n));
+    for (auto _ : state) {
+        Eigen::MatrixXcd X = M;
+        int info = 0;
+        zgetrf_(&n, &n, X.data(), &n, pivots.data(), &info);
+        zgetri_(&n, X.data(), &n, pivots.data(), work.data(), &lwork, &info);
+        benchmark::DoNotOptimize(X.data());
+    }
+}
+#endif
+
+const bool registered = [] {
+    for (const bool chain : {false, true})
+        for (const int n : {10, 20, 50, 100, 200, 400}) {
+            const Case c{chain, n, 1, 1, kPeerFrequencies};
+            const std::string work = "complex_inverse/" +
+                                     std::string(chain ? "chain" : "dense") +
+                                     "/n:" + std::to_string(n) + "/";
+            const auto add = [&](const std::string& who, auto run) {
+                benchmark::RegisterBenchmark((work + who).c_str(), run, c)
+                    ->Unit(benchmark::kMicrosecond);
+            };
+            add("ours", Ours);
+            add("ours_written", OursWritten);
+#ifdef ZEMRA_LAPACK
+            add("zgetri", Peer);
+#endif
+        }
+    return true;
+}();
 
 }  // namespace
+}  // namespace ZEMRA::Vibration::bench

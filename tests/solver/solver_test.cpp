@@ -141,6 +141,62 @@ TEST(VectorSystems, AreSolvedInPlaceOrLeftAloneWhenSingular) {
     }
 }
 
+// Regular, nearly singular, singular and overflowing ones, of orders on both sides of every
+// block of the kernels, with ties among the pivots, zeros, and numbers whose square vanishes.
+template <typename T>
+std::vector<std::pair<std::string, Matrix2D<T>>> InvertedMatrices() {
+    auto all = RegularMatrices<T>();
+    const auto add = [&](const std::string& name, int n, auto element) {
+        const Matrix2D<T> random = RandomMatrix<T>(n, n, static_cast<unsigned>(n));
+        all.emplace_back(name + std::to_string(n), Generate<T>(n, n, [&](int i, int j) {
+                             return element(i, j, random(i, j));
+                         }));
+    };
+    const auto digit = [](double x) { return std::round(2 * x); };
+    for (const int n : {0, 2, 3, 4, 5, 7, 8, 9, 16, 31, 33, 63, 64, 65, 72, 79, 97, 128}) {
+        add("Dense", n, [](int, int, const T& x) { return x; });
+        add("Sparse", n, [](int i, int j, const T& x) {
+            return i == j || (7 * i + 5 * j) % 11 == 0 ? x : T(0);
+        });
+        add("Digits", n, [&](int, int, const T& x) {  // many ties, maybe singular
+            if constexpr (std::is_same_v<T, double>) return digit(x);
+            // Of the magnitude 5 in all directions, or not.
+            else
+                return digit(x.real()) == 1 ? T(3, 4) : T(5 * digit(x.real()), digit(x.imag()));
+        });
+        add("Vanishing", n, [](int i, int j, const T& x) { return i > j ? 1e-170 * x : x; });
+        add("Deficient", n, [&](int i, int j, const T& x) {
+            return i == n / 2 ? T(0) : j == 0 ? 1e-17 * x : x;
+        });
+        add("Huge", n,
+            [](int i, int j, const T& x) { return (i + j) % 3 == 0 ? 1e200 * x : x; });
+        add("Infinite", n, [](int i, int j, const T& x) {
+            return i == 1 && j == 1 ? T(std::numeric_limits<double>::infinity()) : x;
+        });
+    }
+    return all;
+}
+
+TYPED_TEST(Elimination, GivesTheSameInverseInLanesToTheLastBit) {
+    using Inverses = MatrixInverse2D<TypeParam>;
+    // Zeros may differ in their sign.
+    const auto isSame = [](double a, double b) { return a == b || (a != a && b != b); };
+    for (const auto& [name, A] : InvertedMatrices<TypeParam>()) {
+        SCOPED_TRACE(name);
+        Matrix2D<TypeParam> expected, X;
+        EXPECT_EQ(ErrorText([&] { X = Inverses::Inverse(A); }),
+                  ErrorText([&] { expected = Inverses::InverseByElimination(A); }));
+        ASSERT_EQ(X.Size(0), expected.Size(0));
+        int different = 0;
+        for (int i = 0; i < X.Size(0); ++i)
+            for (int j = 0; j < X.Size(0); ++j) {
+                const Complex a = X(i, j), b = expected(i, j);
+                different += isSame(a.real(), b.real()) && isSame(a.imag(), b.imag()) ? 0 : 1;
+            }
+        EXPECT_EQ(different, 0);
+    }
+}
+
 Matrix2D<double> Inverse(const char* oldInverse, const Table<double>& A) {
     constexpr char kName[] = "ZEMRA_VIBRATION_OLD_INVERSE";
     EXPECT_EQ(oldInverse ? setenv(kName, oldInverse, 1) : unsetenv(kName), 0);

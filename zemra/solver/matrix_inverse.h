@@ -23,6 +23,10 @@ class MatrixInverse2D {
     /// shape.
     static Matrix2D<T> Inverse(const Matrix2D<T>& A);
 
+    /// The same through the solvers themselves, A being square. Inverse gives the same numbers,
+    /// to the last bit, and leaves to this whatever its kernels are not sure of.
+    static Matrix2D<T> InverseByElimination(const Matrix2D<T>& A);
+
     /// The inverse of the dense copy of A.
     static Matrix2D<double> Inverse(
         const MatrixSparse2D<double>& A) requires std::same_as<T, double> {
