@@ -14,6 +14,22 @@
 
 namespace Example {
 
+/// Text as it stands in XML or HTML, in an attribute's double quotes too.
+inline std::string Escaped(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        if (c == '&')
+            result += "&amp;";
+        else if (c == '<')
+            result += "&lt;";
+        else if (c == '"')
+            result += "&quot;";
+        else
+            result += c;
+    }
+    return result;
+}
+
 struct Axis {
     std::string title;
     bool logarithmic = false;
@@ -180,19 +196,6 @@ class SvgPlot {
     std::string title_;
     Axis x_, y_;
     std::vector<Curve> curves_;
-
-    static std::string Escaped(const std::string& text) {
-        std::string result;
-        for (const char c : text) {
-            if (c == '&')
-                result += "&amp;";
-            else if (c == '<')
-                result += "&lt;";
-            else
-                result += c;
-        }
-        return result;
-    }
 
     std::string Frame(const std::string& attributes) const {
         std::ostringstream text;

@@ -110,6 +110,7 @@ class CommandLine {
                          "Keep only these modes: numbers of the mode table, ascending")
             ->delimiter(',')
             ->allow_extra_args(false)
+            ->check(RefuseEmpty)
             ->type_name("N,N,...");
     }
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <numeric>
 #include <utility>
 
 #include "tools/zemra/model.h"
@@ -14,6 +15,22 @@ std::optional<GridRequest> AskedGrid(const Arguments& arguments) {
     if (!arguments.radians.empty())
         return ParseGrid("--rad", arguments.radians, false, !arguments.linear);
     return std::nullopt;
+}
+
+Table ChannelTable(std::string title, const std::pair<std::string, std::string>& headings,
+                   const std::vector<Channel>& channels) {
+    std::vector<double> number(channels.size());
+    std::iota(number.begin(), number.end(), 0.0);
+    std::vector<std::string> name, unit;
+    for (const Channel& channel : channels) {
+        name.push_back(channel.name);
+        unit.push_back(channel.unit);
+    }
+    Table table{std::move(title), {}};
+    table.Add(headings.first, "", std::move(number));
+    table.Add(headings.second, "", std::move(name));
+    table.Add("unit", "", std::move(unit));
+    return table;
 }
 
 bool CheckComplete(std::size_t done, std::size_t total, Messages& messages) {

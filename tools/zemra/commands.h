@@ -2,11 +2,13 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/zemra/arguments.h"
 #include "tools/zemra/grid.h"
 #include "tools/zemra/messages.h"
+#include "tools/zemra/model_file.h"
 #include "tools/zemra/plot.h"
 #include "tools/zemra/table.h"
 
@@ -38,6 +40,10 @@ Result IdentifyElement(const Arguments& arguments, Messages& messages);
 
 /// The grid that the command line asks for, if any.
 std::optional<GridRequest> AskedGrid(const Arguments& arguments);
+
+/// Channels numbered from 0, with names and units; headings of the numbers and names.
+Table ChannelTable(std::string title, const std::pair<std::string, std::string>& headings,
+                   const std::vector<Channel>& channels);
 
 /// Says on standard error that Ctrl-C ended a sweep early, where it did. Returns whether the
 /// sweep is complete.

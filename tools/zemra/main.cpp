@@ -60,10 +60,9 @@ int Run(int argc, char** argv) {
     if (!arguments) return kDone;
     if (arguments->csv == "-" && arguments->json == "-")
         throw BadInput("--csv and --json: only one can go to standard output");
-    CheckWritable(arguments->csv);
-    CheckWritable(arguments->json);
-    CheckWritable(arguments->html);
     if (!arguments->plot.empty()) CheckPlotFile(arguments->plot);
+    CheckOutputs({arguments->csv, arguments->json, arguments->plot, arguments->html},
+                 arguments->file);
     CatchInterrupts();
     Messages messages(arguments->verbose);
     try {

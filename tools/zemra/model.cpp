@@ -29,8 +29,6 @@ ZmAPI_Matrix ForTheLibrary(const std::vector<double>& values) {
     return {static_cast<int>(values.size()), values.data()};
 }
 
-ZmAPI_Matrix OneFrequency(double w) { return {1, &w}; }
-
 ZmAPI_SystemSS StateSpaceModel(const ModelFile& model, const Actuators& actuators) {
     const Example::DumpedModel& m = model.matrices;
     return {model.time,         ForTheLibrary(m.A), ForTheLibrary(m.B),
@@ -86,25 +84,42 @@ std::vector<std::complex<double>> Sweep::Line(std::size_t i, std::size_t j) cons
     return line;
 }
 
+namespace {
+
+// Asks for the next count frequencies. When the library reports an error among several, each is
+// asked for by itself.
+void Ask(const Messages& messages, const std::vector<double>& w, std::size_t count,
+         const std::function<ZmAPI_Matrix(const ZmAPI_Matrix&)>& query, Sweep& sweep) {
+    constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+    const int errors = messages.Errors();
+    const ZmAPI_Matrix answer = query({static_cast<int>(count), w.data() + sweep.done});
+    const bool good = messages.Errors() == errors;
+    if (!good && count > 1) {
+        for (std::size_t k = 0; k < count; ++k) Ask(messages, w, 1, query, sweep);
+        return;
+    }
+    const bool stack = answer.Size(2) > 0;
+    for (int k = 0; k < static_cast<int>(count); ++k)
+        for (int i = 0; i < static_cast<int>(sweep.rows); ++i)
+            for (int j = 0; j < static_cast<int>(sweep.columns); ++j)
+                sweep.values.push_back(!good   ? std::complex<double>(kNone, kNone)
+                                       : stack ? answer.ValueC(k, i, j).GetComplex()
+                                               : answer.ValueC(i, j).GetComplex());
+    sweep.done += count;
+}
+
+}  // namespace
+
 Sweep RunSweep(const Messages& messages, const std::vector<double>& w, std::size_t rows,
-               std::size_t columns, const std::function<ZmAPI_Matrix(double)>& query) {
+               std::size_t columns,
+               const std::function<ZmAPI_Matrix(const ZmAPI_Matrix&)>& query,
+               std::size_t block) {
     Sweep sweep{rows, columns};
     sweep.values.reserve(w.size() * rows * columns);
     Progress progress("frequencies", w.size());
-    constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-    for (; sweep.done < w.size() && !Interrupted(); ++sweep.done) {
-        const int errors = messages.Errors();
-        const ZmAPI_Matrix answer = query(w[sweep.done]);
-        const bool good = messages.Errors() == errors;
-        const bool stack = answer.Size(2) > 0;
-        for (std::size_t i = 0; i < rows; ++i)
-            for (std::size_t j = 0; j < columns; ++j) {
-                const int row = static_cast<int>(i), column = static_cast<int>(j);
-                sweep.values.push_back(!good   ? std::complex<double>(kNone, kNone)
-                                       : stack ? answer.ValueC(0, row, column).GetComplex()
-                                               : answer.ValueC(row, column).GetComplex());
-            }
-        progress.Show(sweep.done + 1);
+    while (sweep.done < w.size() && !Interrupted()) {
+        Ask(messages, w, std::min(block, w.size() - sweep.done), query, sweep);
+        progress.Show(sweep.done);
     }
     return sweep;
 }

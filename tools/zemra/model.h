@@ -16,8 +16,6 @@ namespace Tool {
 
 ZmAPI_Matrix ForTheLibrary(const Example::DumpedMatrix& m);
 ZmAPI_Matrix ForTheLibrary(const std::vector<double>& values);
-/// A vector of this frequency alone, as a query takes it.
-ZmAPI_Matrix OneFrequency(double w);
 
 ZmAPI_SystemSS StateSpaceModel(const ModelFile& model, const Actuators& actuators);
 ZmAPI_System ModalModel(const ModelFile& model, const Actuators& actuators,
@@ -52,10 +50,17 @@ struct Sweep {
     std::vector<std::complex<double>> Line(std::size_t i, std::size_t j) const;
 };
 
-/// Asks query(w), a matrix or a stack of one, frequency by frequency, so that a failure costs
-/// one frequency and Ctrl-C leaves what was found.
+/// How many frequencies to ask a model for in one call: it reduces its state matrix once where
+/// that pays for a call, and Ctrl-C ends a sweep between two calls.
+constexpr std::size_t kBlock = 32;
+
+/// Asks query(w) for blocks of the frequencies, at most so many at a time. It answers with a
+/// stack, [frequency][row][column]; asked for one at a time, a matrix will do. A failure costs
+/// its own frequency only, and Ctrl-C leaves what was found.
 Sweep RunSweep(const Messages& messages, const std::vector<double>& w, std::size_t rows,
-               std::size_t columns, const std::function<ZmAPI_Matrix(double)>& query);
+               std::size_t columns,
+               const std::function<ZmAPI_Matrix(const ZmAPI_Matrix&)>& query,
+               std::size_t block = kBlock);
 
 std::vector<double> Magnitudes(const std::vector<std::complex<double>>& values);
 /// In degrees, from −180 to 180.

@@ -44,22 +44,6 @@ std::vector<double> FirstOf(const std::vector<double>& values, std::size_t count
     return {values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count)};
 }
 
-// Numbered from 0, with names and units.
-Table ChannelTable(const char* title, const std::vector<Channel>& channels) {
-    std::vector<double> number(channels.size());
-    std::iota(number.begin(), number.end(), 0.0);
-    std::vector<std::string> name, unit;
-    for (const Channel& channel : channels) {
-        name.push_back(channel.name);
-        unit.push_back(channel.unit);
-    }
-    Table table{title, {}};
-    table.Add("number", "", std::move(number));
-    table.Add("name", "", std::move(name));
-    table.Add("unit", "", std::move(unit));
-    return table;
-}
-
 void AddComplex(Table& table, const std::string& name, const std::string& unit,
                 const std::vector<std::complex<double>>& values, bool polar) {
     if (polar) {
@@ -99,7 +83,7 @@ Result Info(const Arguments& arguments, Messages& /*messages*/) {
     matrices.Add("nonzeros", "", nonZeros);
     matrices.Add("largest magnitude", "", largest);
 
-    Table inputs = ChannelTable("Inputs", model.inputs);
+    Table inputs = ChannelTable("Inputs", {"number", "name"}, model.inputs);
     std::vector<std::string> type, excitation;
     for (const Excitation& e : model.excitations) {
         type.push_back(TypeName(e.type));
@@ -109,9 +93,10 @@ Result Info(const Arguments& arguments, Messages& /*messages*/) {
     inputs.Add("excitation", "", excitation);
 
     Result result;
-    if (model.statesNamed) result.tables.push_back(ChannelTable("States", model.states));
+    if (model.statesNamed)
+        result.tables.push_back(ChannelTable("States", {"number", "name"}, model.states));
     result.tables.push_back(std::move(inputs));
-    result.tables.push_back(ChannelTable("Outputs", model.outputs));
+    result.tables.push_back(ChannelTable("Outputs", {"number", "name"}, model.outputs));
     result.tables.push_back(std::move(matrices));
     return result;
 }
@@ -144,10 +129,10 @@ Result Responses(const Arguments& arguments, Messages& messages) {
     const Actuators actuators = Actuators::Amplitudes(model.excitations);
     Model system = MakeModel(arguments, model, actuators, "ss");
     const Sweep sweep =
-        RunSweep(messages, grid.w, model.outputs.size(), model.inputs.size(), [&](double w) {
-            const ZmAPI_Matrix one = OneFrequency(w);
-            return transfer ? system.TransferFunction(one) : system.FrequencyResponse(one);
-        });
+        RunSweep(messages, grid.w, model.outputs.size(), model.inputs.size(),
+                 [&](const ZmAPI_Matrix& w) {
+                     return transfer ? system.TransferFunction(w) : system.FrequencyResponse(w);
+                 });
 
     Result result;
     result.complete = CheckComplete(sweep.done, grid.w.size(), messages);
@@ -185,8 +170,9 @@ Result Densities(const Arguments& arguments, Messages& messages) {
     // Counts only for actuators that are not densities already.
     const double band = arguments.band.value_or(1.0);
     const std::size_t p = model.outputs.size();
-    const Sweep sweep =
-        RunSweep(messages, grid.w, p, 1, [&](double w) { return system.Densities(w, band); });
+    const Sweep sweep = RunSweep(
+        messages, grid.w, p, 1,
+        [&](const ZmAPI_Matrix& w) { return system.Densities(w.Value(0), band); }, 1);
 
     Result result;
     result.summaries = 1;
@@ -271,7 +257,7 @@ Result Coordinates(const Arguments& arguments, Messages& messages) {
     Model system = MakeModel(arguments, model, actuators, "modal");
     const Sweep sweep =
         RunSweep(messages, grid.w, names.size(), model.inputs.size(),
-                 [&](double w) { return system.MCT(OneFrequency(w), arguments.amplitudes); });
+                 [&](const ZmAPI_Matrix& w) { return system.MCT(w, arguments.amplitudes); });
 
     Result result;
     result.complete = CheckComplete(sweep.done, grid.w.size(), messages);
@@ -358,26 +344,21 @@ Result Participations(const Arguments& arguments, Messages& messages) {
 
     const int i = static_cast<int>(input), o = static_cast<int>(output);
     // The last row is the whole response.
-    const Sweep sweep = RunSweep(messages, grid.w, modes.size() + 1, 1, [&](double w) {
-        const ZmAPI_Matrix one = OneFrequency(w);
-        const ZmAPI_Matrix parts = system.MPF(i, o, 0, -1, one, false);
-        std::vector<ZmAPI_Complex> column;
-        column.reserve(modes.size() + 1);
-        for (int m = 0; m < static_cast<int>(modes.size()); ++m)
-            column.push_back(parts.ValueC(m));
-        column.push_back(system.FrequencyResponse(one).ValueC(0, o, i));
-        return ZmAPI_Matrix(static_cast<int>(column.size()), 1, column.data());
-    });
-    Sweep projected{modes.size(), 1};
-    if (arguments.project)
-        projected = RunSweep(messages, grid.w, modes.size(), 1, [&](double w) {
-            const ZmAPI_Matrix parts = system.MPF(i, o, 0, -1, OneFrequency(w), true);
+    const auto participation = [&](bool project) {
+        const auto query = [&, project](const ZmAPI_Matrix& w) {
+            const ZmAPI_Matrix parts = system.MPF(i, o, 0, -1, w, project);
             std::vector<ZmAPI_Complex> column;
-            column.reserve(modes.size());
+            column.reserve(modes.size() + 1);
             for (int m = 0; m < static_cast<int>(modes.size()); ++m)
                 column.push_back(parts.ValueC(m));
+            column.push_back(system.FrequencyResponse(w).ValueC(0, o, i));
             return ZmAPI_Matrix(static_cast<int>(column.size()), 1, column.data());
-        });
+        };
+        return RunSweep(messages, grid.w, modes.size() + 1, 1, query, 1);
+    };
+    const Sweep sweep = participation(false);
+    const Sweep projected =
+        arguments.project ? participation(true) : Sweep{modes.size() + 1, 1};
     const Sweep& answer = arguments.project ? projected : sweep;
     const std::size_t done = answer.done;
 

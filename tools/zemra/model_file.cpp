@@ -101,6 +101,12 @@ class Node {
         return text;
     }
 
+    std::string Name() const {
+        std::string name = Text();
+        if (name.empty()) Fail("must not be empty");
+        return name;
+    }
+
     // One of the texts.
     std::string Choice(std::initializer_list<std::string_view> choices) const {
         std::string text = Text();
@@ -359,7 +365,7 @@ std::vector<Channel> Numbered(const char* what, std::size_t count) {
 }
 
 void ReadChannel(const Node& node, Channel& channel) {
-    if (node.Has("name")) channel.name = node.At("name").Text();
+    if (node.Has("name")) channel.name = node.At("name").Name();
     if (node.Has("unit")) channel.unit = node.At("unit").Text();
 }
 
@@ -476,11 +482,13 @@ Example::DumpedModel ReadDump(const std::string& file) {
     return model;
 }
 
-// Whether the file begins as JSON does; a dump begins with a word.
+// Whether the file begins as JSON does, after a byte-order mark or blanks; a dump begins with a
+// word.
 bool LooksLikeJson(const std::string& file) {
     std::ifstream in(file, std::ios::in | std::ios::binary);
-    char first = 0;
-    return in >> first && first == '{';
+    for (char c = 0; in >> c;)
+        if (std::string_view("\xef\xbb\xbf").find(c) == std::string_view::npos) return c == '{';
+    return false;
 }
 
 void NumberChannels(ModelFile& model) {
@@ -510,9 +518,9 @@ ModelFile ReadJsonModel(const std::string& file) {
 
     ModelFile model;
     model.file = file;
-    const std::filesystem::path dump = root.At("dump").Text();
+    const std::filesystem::path dump = root.At("dump").Name();
     model.matrices = ReadDump((std::filesystem::path(file).parent_path() / dump).string());
-    model.name = root.Has("name") ? root.At("name").Text() : dump.stem().string();
+    model.name = root.Has("name") ? root.At("name").Name() : dump.stem().string();
     NumberChannels(model);
     if (root.Has("time")) model.time = root.At("time").Number();
     if (root.Has("inputs")) ReadInputs(root, root.At("inputs"), model);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <system_error>
 
 #include "tools/zemra/failure.h"
@@ -43,15 +44,22 @@ fs::path Target(const std::string& file) {
 
 }  // namespace
 
-void CheckWritable(const std::string& file) {
-    if (file.empty() || file == "-") return;
+void CheckOutputs(const std::vector<std::string>& files, const std::string& input) {
     std::error_code error;
-    const fs::path target = Target(file);
-    const fs::path directory = target.has_parent_path() ? target.parent_path() : ".";
-    if (fs::is_directory(target, error)) Fail(file, "it is a directory");
-    if (!fs::is_directory(directory, error)) Fail(file, "there is no such directory");
-    if (fs::exists(target, error) && !fs::is_regular_file(target, error)) return;
-    if (access(directory.c_str(), W_OK) != 0) Fail(file, std::strerror(errno));
+    std::set<fs::path> taken{fs::weakly_canonical(input, error)};
+    for (const std::string& file : files) {
+        if (file.empty() || file == "-") continue;
+        const fs::path target = Target(file);
+        const fs::path directory = target.has_parent_path() ? target.parent_path() : ".";
+        if (fs::is_directory(target, error)) Fail(file, "it is a directory");
+        if (!fs::is_directory(directory, error)) Fail(file, "there is no such directory");
+        const bool exists = fs::exists(target, error);
+        if (exists && access(target.c_str(), W_OK) != 0) Fail(file, std::strerror(errno));
+        if (exists && !fs::is_regular_file(target, error)) continue;
+        if (access(directory.c_str(), W_OK) != 0) Fail(file, std::strerror(errno));
+        if (!taken.insert(fs::weakly_canonical(target, error)).second)
+            Fail(file, "it is the input, or another output");
+    }
 }
 
 void WriteFile(const std::string& file, const std::string& content) {

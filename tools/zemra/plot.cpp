@@ -31,7 +31,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kPanelHeight = 330, kWidth = 900;
+// Pixels; a letter is judged generously.
+constexpr std::size_t kPanelHeight = 290, kWidth = 900, kLegendRow = 20, kLetter = 9;
 
 std::string FindProgram(const std::string& name) {
     const char* const path = std::getenv("PATH");
@@ -100,6 +101,18 @@ std::string Range(const Panel& panel) {
     return fmt::format("set xrange [{}:{}]\n", lowest, highest);
 }
 
+// As many as the longest name leaves room for: gnuplot's own choice can run out of the picture.
+std::size_t LegendColumns(const Panel& panel) {
+    std::size_t longest = 0;
+    for (const Series& series : panel.series) longest = std::max(longest, series.name.size());
+    return std::max<std::size_t>(1, (kWidth - 60) / (kLetter * longest + 60));
+}
+
+std::size_t LegendRows(const Panel& panel) {
+    const std::size_t columns = LegendColumns(panel);
+    return (panel.series.size() + columns - 1) / columns;
+}
+
 std::string Script(const Panel& panel, const std::string& title) {
     std::string blocks, lines;
     for (std::size_t s = 0; s < panel.series.size(); ++s) {
@@ -112,8 +125,9 @@ std::string Script(const Panel& panel, const std::string& title) {
     }
     // Axes of their own where there is nothing to draw: gnuplot refuses an empty plot.
     if (lines.empty()) lines = "plot [1:10] [1:10] 1/0 notitle";
-    return blocks + Range(panel) + "set title " + Quoted(title) + "\nset xlabel " +
-           Quoted(panel.xTitle) + "\nset ylabel " + Quoted(panel.yTitle) + "\n" +
+    return blocks + Range(panel) + fmt::format("set key maxcols {}\n", LegendColumns(panel)) +
+           "set title " + Quoted(title) + "\nset xlabel " + Quoted(panel.xTitle) +
+           "\nset ylabel " + Quoted(panel.yTitle) + "\n" +
            (panel.xLog ? "set logscale x\n" : "unset logscale x\n") +
            (panel.yLog ? "set logscale y\n" : "unset logscale y\n") +
            (panel.yLog ? "set format y '%.0e'\n" : "set format y '%g'\n") +
@@ -123,7 +137,9 @@ std::string Script(const Panel& panel, const std::string& title) {
 }
 
 std::string Script(const Plot& plot, bool svg) {
-    const std::size_t height = kPanelHeight * plot.panels.size() + 40;
+    std::size_t rows = 1;
+    for (const Panel& panel : plot.panels) rows = std::max(rows, LegendRows(panel));
+    const std::size_t height = (kPanelHeight + kLegendRow * rows) * plot.panels.size() + 40;
     std::string script = fmt::format(
         "set terminal {} noenhanced size {},{} font 'sans-serif,11' background rgb 'white'\n"
         "set encoding utf8\nset grid lc rgb '#dddddd' lt 1\nset key outside bottom center "
@@ -197,7 +213,6 @@ void CheckPlotFile(const std::string& file) {
         throw BadInput("--plot: \"" + file + "\" must end in .svg or .png");
     if (FindProgram("gnuplot").empty())
         throw BadInput("--plot: gnuplot, which draws plots, is not there");
-    CheckWritable(file);
 }
 
 void WritePlot(const std::string& file, const Plot& plot) {

@@ -5,10 +5,8 @@
 #include <cmath>
 #include <cstddef>
 #include <nlohmann/json.hpp>
-#include <numeric>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,6 +21,8 @@
 namespace Tool {
 namespace {
 
+using Example::Escaped;
+
 constexpr int kPoints = 400;
 constexpr std::size_t kLargeModel = 60;  // states, from which the modal form is tried
 constexpr double kModalAgrees = 1e-6;    // of the largest response at a frequency
@@ -32,21 +32,6 @@ constexpr std::size_t kModesOfAPeak = 5;
 constexpr std::size_t kCurvesOfAPicture = 6;
 
 // ---- HTML and JSON -------------------------------------------------------------------------
-
-std::string Escaped(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        if (c == '&')
-            result += "&amp;";
-        else if (c == '<')
-            result += "&lt;";
-        else if (c == '"')
-            result += "&quot;";
-        else
-            result += c;
-    }
-    return result;
-}
 
 // "<" would let a name end the script element that holds the data.
 std::string JsonText(const std::string& text) {
@@ -128,8 +113,10 @@ struct Findings {
     std::size_t pairs = 0;  // of which peaks may hold fewer
 };
 
-ZmAPI_Matrix ResponseAt(Model& model, double w) {
-    return model.FrequencyResponse(OneFrequency(w));
+Sweep SweepResponses(const Findings& found, const Messages& messages, Model& model,
+                     const std::vector<double>& w) {
+    return RunSweep(messages, w, found.model.outputs.size(), found.model.inputs.size(),
+                    [&](const ZmAPI_Matrix& v) { return model.FrequencyResponse(v); });
 }
 
 // The largest difference of two forms at some frequencies, relative to the largest response
@@ -142,8 +129,8 @@ double Disagreement(const Findings& found, const Messages& messages, Model& a, M
     for (std::size_t c = 0; c < count; ++c)
         w.push_back(
             found.grid.w[c * (found.grid.w.size() - 1) / std::max<std::size_t>(count - 1, 1)]);
-    const Sweep x = RunSweep(messages, w, p, m, [&](double v) { return ResponseAt(a, v); });
-    const Sweep y = RunSweep(messages, w, p, m, [&](double v) { return ResponseAt(b, v); });
+    const Sweep x = SweepResponses(found, messages, a, w),
+                y = SweepResponses(found, messages, b, w);
     if (x.done < w.size() || y.done < w.size())  // the user wants to end
         return std::numeric_limits<double>::infinity();
     double worst = 0.0;
@@ -220,7 +207,7 @@ std::vector<std::size_t> FindPeaks(const std::vector<double>& magnitude) {
 Peak DescribePeak(const Findings& found, ZmAPI_System& modal, std::size_t i, std::size_t j,
                   std::size_t k) {
     const ZmAPI_Matrix parts = modal.MPF(static_cast<int>(j), static_cast<int>(i), 0, -1,
-                                         OneFrequency(found.grid.w[k]), false);
+                                         {1, &found.grid.w[k]}, false);
     const std::complex<double> total = found.responses.At(k, i, j);
     Peak peak{k, std::abs(total), {}};
     for (int m = 0; m < parts.Size(0); ++m)
@@ -268,6 +255,9 @@ Findings Find(const Arguments& arguments, Messages& messages) {
     found.modes = FindModes(model, eigen);
     CheckModeNumbers(model, found.modes);
     found.grid = ModelGrid(arguments, model, kPoints);
+    // A listed grid in any order; the plots and the search for peaks go upwards.
+    std::sort(found.grid.shown.begin(), found.grid.shown.end());
+    std::sort(found.grid.w.begin(), found.grid.w.end());
     try {
         CompleteDensities(arguments, model);
         CheckDensities(model, found.grid.Hertz(), messages);
@@ -284,15 +274,15 @@ Findings Find(const Arguments& arguments, Messages& messages) {
     const bool useModal = UseModalForm(arguments, found, messages, amplitudes, modal);
     Model system = useModal ? Model(modal) : Model(StateSpaceModel(model, amplitudes));
     const std::size_t p = model.outputs.size();
-    found.responses = RunSweep(messages, found.grid.w, p, model.inputs.size(),
-                               [&](double w) { return ResponseAt(system, w); });
+    found.responses = SweepResponses(found, messages, system, found.grid.w);
     if (found.hasDensities) {
         const Actuators densities = Actuators::Densities(model.excitations, model.cross);
         Model excited = useModal ? Model(ModalModel(model, densities, model.modes, &eigen))
                                  : Model(StateSpaceModel(model, densities));
         const double band = arguments.band.value_or(1.0);
-        found.densities = RunSweep(messages, found.grid.w, p, 1,
-                                   [&](double w) { return excited.Densities(w, band); });
+        found.densities = RunSweep(
+            messages, found.grid.w, p, 1,
+            [&](const ZmAPI_Matrix& w) { return excited.Densities(w.Value(0), band); }, 1);
     }
     if (!modal.Error() && found.modalDisagreement <= kModalAgrees) FindAllPeaks(found, modal);
     return found;
@@ -414,23 +404,8 @@ std::string Chart(const Findings& found, bool densities) {
            "hides its curve.</p>\n";
 }
 
-Table ChannelTable(const std::vector<Channel>& channels, const char* heading) {
-    std::vector<double> number(channels.size());
-    std::iota(number.begin(), number.end(), 0.0);
-    std::vector<std::string> name, unit;
-    for (const Channel& channel : channels) {
-        name.push_back(channel.name);
-        unit.push_back(channel.unit);
-    }
-    Table table;
-    table.Add("", "", number);
-    table.Add(heading, "", name);
-    table.Add("unit", "", unit);
-    return table;
-}
-
 std::string Summary(const Findings& found) {
-    Table inputs = ChannelTable(found.model.inputs, "input");
+    Table inputs = ChannelTable("", {"", "input"}, found.model.inputs);
     std::vector<std::string> type, excitation;
     for (const Excitation& e : found.model.excitations) {
         type.emplace_back(1, e.type);
@@ -449,7 +424,7 @@ std::string Summary(const Findings& found) {
                found.modes.size(), count("unstable"), count("undamped"), found.responses.done,
                Escaped(found.form)) +
            Html(inputs, "inputs") +
-           Html(ChannelTable(found.model.outputs, "output"), "outputs");
+           Html(ChannelTable("", {"", "output"}, found.model.outputs), "outputs");
 }
 
 std::string ModeSection(const Findings& found) {
@@ -468,7 +443,7 @@ std::string DensitySection(const Findings& found) {
     std::vector<double> hertz = found.grid.Hertz();
     hertz.resize(found.densities.done);
     std::string text = Chart(found, true);
-    if (!std::is_sorted(hertz.begin(), hertz.end()) || hertz.size() < 2) return text;
+    if (hertz.size() < 2) return text;
     Table rms;
     std::vector<std::string> names, units;
     std::vector<double> values;
@@ -521,7 +496,7 @@ std::string PeakSection(const Findings& found) {
                 shares += fmt::format(
                     "<span class=\"share\"><span class=\"swatch\" "
                     "style=\"background:{}\"></span>"
-                    "{:.0f} % {}",
+                    "{:.0f} % {}</span> ",
                     kColours[s % kColours.size()], 100.0 * share,
                     ModeName(modes[static_cast<std::size_t>(m)]));
             }

@@ -14,6 +14,9 @@
 namespace Tool {
 namespace {
 
+// Before the first character of a UTF-8 file that comes from a spreadsheet.
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+
 std::string_view Trimmed(std::string_view text) {
     constexpr std::string_view kBlanks = " \t";
     const std::size_t first = text.find_first_not_of(kBlanks);
@@ -44,7 +47,7 @@ std::optional<double> Number(std::string_view text) {
     double value = 0.0;
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || rest != end || !std::isfinite(value)) return std::nullopt;
+    if (error != std::errc() || rest != end) return std::nullopt;
     return value;
 }
 
@@ -84,7 +87,9 @@ Samples ReadSamples(const std::string& file) {
         const auto fail = [&](const std::string& what) {
             throw BadInput(fmt::format("{}:{}: {}", file, number, what));
         };
-        const std::string_view text = Trimmed(line);
+        std::string_view text = Trimmed(line);
+        if (number == 1 && text.starts_with(kByteOrderMark))
+            text = Trimmed(text.substr(kByteOrderMark.size()));
         if (text.empty() || text.starts_with('#')) continue;
         std::vector<std::string> fields = Fields(text);
         if (samples.columns.empty()) {
@@ -99,7 +104,8 @@ Samples ReadSamples(const std::string& file) {
                  std::to_string(fields.size()));
         for (std::size_t c = 0; c < fields.size(); ++c) {
             const std::optional<double> value = Number(fields[c]);
-            if (!value) fail("expected a finite number, found \"" + fields[c] + "\"");
+            if (!value || !std::isfinite(*value))
+                fail("expected a finite number, found \"" + fields[c] + "\"");
             samples.columns[c].push_back(*value);
         }
     }

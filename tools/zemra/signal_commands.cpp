@@ -154,6 +154,8 @@ Result Spectrum(const Arguments& arguments, Messages& messages) {
     const Signals signals = ReadSignals(arguments);
     if (arguments.segments < 1) throw BadInput("--segments: must be at least 1");
     if (arguments.overlap < 0) throw BadInput("--overlap: must not be negative");
+    if (arguments.overlap > signals.rows)
+        throw BadInput(fmt::format("--overlap: there are only {} samples", signals.rows));
     const int points =
         static_cast<int>(std::lround(static_cast<double>(signals.rows) / arguments.segments)) +
         (arguments.overlap + 1) / 2;

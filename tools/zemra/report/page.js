@@ -19,6 +19,38 @@
   const exact = value => value == null ? "–" : String(+value.toPrecision(5));
   const shownTicks = (plot, ticks) => ticks.map(short);
 
+  // Ticks of a logarithmic axis: 1 to 9 times the powers of ten and, zoomed in to less than a
+  // decade, round steps. The powers' multiples have labels where there is room, in pixels.
+  function logTicks(low, high) {
+    const ticks = [];
+    if (high < 10 * low) {
+      const power = 10 ** Math.floor(Math.log10((high - low) / 8));
+      const step = [1, 2, 5, 10].map(f => f * power).find(s => s >= (high - low) / 8);
+      for (let k = Math.ceil(low / step); k * step <= high; ++k) ticks.push(k * step);
+    } else {
+      for (let p = Math.floor(Math.log10(low)); 10 ** p <= high; ++p)
+        for (let digit = 1; digit < 10; ++digit) {
+          const tick = Number(digit + "e" + p);
+          if (tick >= low && tick <= high) ticks.push(tick);
+        }
+    }
+    return ticks;
+  }
+  const logAxis = (scale, pixels, room) => ({
+    splits: (plot, k, low, high) => logTicks(low, high),
+    filter: (plot, ticks) => {
+      const {min, max} = plot.scales[scale];
+      if (max < 10 * min) return ticks;
+      const decade = pixels / Math.log10(max / min);
+      const every = Math.ceil(room / decade);
+      const labelled = 0.3 * decade >= room ? [1, 2, 5] : [1];
+      return ticks.map(tick => {
+        const [digit, power] = tick.toExponential().split("e").map(Number);
+        return labelled.includes(digit) && power % every === 0 ? tick : null;
+      });
+    }
+  });
+
   function draw(place, title, yTitle, names, columns, options) {
     const logarithmicX = data.x[0] > 0 && data.x.length > 1;
     const clean = options.log ? columns.map(c => c.map(v => v > 0 ? v : null)) : columns;
@@ -42,8 +74,8 @@
       scales: {x: {time: false, distr: logarithmicX ? 3 : 1, range: (plot, low, high) =>
                      low < high ? [low, high] : [low * 0.9 - 0.1, high * 1.1 + 0.1]},
                y: options.phase ? {range: [-190, 190]} : {distr: log ? 3 : 1}},
-      axes: [{...axis, label: data.axis, size: 45},
-             {...axis, label: yTitle, size: 80,
+      axes: [{...axis, label: data.axis, size: 45, ...(logarithmicX ? logAxis("x", 800, 50) : {})},
+             {...axis, label: yTitle, size: 80, ...(log ? logAxis("y", options.height - 130, 20) : {}),
               ...(options.phase ? {splits: () => [-180, -90, 0, 90, 180]} : {})}],
       series: [{label: data.axis, value: (plot, value) => exact(value)}, ...series]
     }, [data.x, ...clean], place);
