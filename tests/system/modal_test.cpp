@@ -132,6 +132,92 @@ TEST_P(ModalForm, FindsItsChainsInTheStateMatrixToo) {
         EXPECT_EQ(TransferFunction(bare, w), TransferFunction(modal.system, w)) << w;
 }
 
+// Copies of a block on the diagonal, each coupled to the next by ones, as they are.
+ForceSystemMS Chained(const Eigen::MatrixXd& block, int copies) {
+    const int k = static_cast<int>(block.rows()), n = copies * k;
+    Eigen::MatrixXd A = Eigen::MatrixXd::Zero(n, n);
+    std::vector<int> rows, columns;
+    std::vector<double> values;
+    const auto set = [&](int i, int j, double value) {
+        rows.push_back(i);
+        columns.push_back(j);
+        values.push_back(A(i, j) = value);
+    };
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < k; ++j) set(i, i - i % k + j, block(i % k, j));
+        if (i >= k) set(i - k, i, 1);
+    }
+    EigenProblem eigen(ToCore(A));
+    eigen.Solve(/*noVectors=*/false);
+    return {0,
+            {n, n, static_cast<int>(rows.size()), rows.data(), columns.data(), values.data()},
+            RandomMatrix<double>(n, 2, 3),
+            RandomMatrix<double>(3, n, 4),
+            Matrix2D<double>(3, 2, 0.5),
+            Modal::Idle(2),
+            eigen};
+}
+
+bool AreNear(const Matrix2D<Complex>& a, const Matrix2D<Complex>& b,
+             const Eigen::MatrixXd& size) {
+    return (ToEigen(a) - ToEigen(b)).cwiseAbs().maxCoeff() <= 1e-15 * size.maxCoeff();
+}
+
+// To rounding, beside poles and on them, where the frequencies are solved one by one.
+void ExpectTheSameSweptTogether(ForceSystemMS&& written, std::vector<double> telling) {
+    const double nan = std::nan(""), inf = std::numeric_limits<double>::infinity();
+    telling.insert(telling.end(), {0, 1e-150, 2, nan, inf, 1e60, 0.7, -0.3});
+    const Frequencies w = Vector(telling);
+    written.TakeRoad(SweepRoad::kWritten);
+    const auto &X = written.MCT(w, false), &H = written.TransferFunction(w);
+    const Eigen::MatrixXd C = ToEigen(written.ABCDMatrix('C')).cwiseAbs(),
+                          D = ToEigen(written.ABCDMatrix('D')).cwiseAbs();
+    for (const KernelSet kernels : {KernelSet::kBaseline, KernelSet::kAvx2}) {
+        if (!IsAvailable(kernels)) continue;
+        ForceSystemMS other(0, written.AMatrix(), written.ABCDMatrix('B'),
+                            written.ABCDMatrix('C'), written.ABCDMatrix('D'),
+                            Modal::Idle(D.cols()), written.Eigen());
+        other.TakeRoad(SweepRoad::kFast, kernels);
+        const auto &Y = other.MCT(w, false), &G = other.TransferFunction(w);
+        int different = 0;
+        for (int k = 0; k < w.Size(0); ++k) {
+            const Eigen::MatrixXd states = ToEigen(X.Slot(k)).cwiseAbs();
+            ASSERT_EQ(ToEigen(Y.Slot(k)).allFinite(), states.allFinite()) << w(k);
+            ASSERT_EQ(ToEigen(G.Slot(k)).allFinite(), ToEigen(H.Slot(k)).allFinite()) << w(k);
+            if (!states.allFinite() || !ToEigen(H.Slot(k)).allFinite()) continue;
+            different += ToEigen(G.Slot(k)) != ToEigen(H.Slot(k));
+            EXPECT_TRUE(AreNear(Y.Slot(k), X.Slot(k), states)) << w(k);
+            EXPECT_TRUE(AreNear(G.Slot(k), H.Slot(k), C * states + D)) << w(k);
+        }
+        EXPECT_GT(different, 0) << "no frequency was swept together";
+    }
+}
+
+TEST_P(ModalForm, SweepsTogetherWhatItSolvesFrequencyByFrequency) {
+    Model model = GetParam();
+    if (model.A.rows() < 10) {  // more outputs and inputs than a table is made for
+        model = WithMotions(model);
+        model.B = model.B.replicate(1, 9).eval();
+        model.D = model.D.replicate(1, 9).eval();
+    }
+    Modal modal(model);
+    std::vector<double> w = AcrossTheModes(modal.eigen);
+    for (int i = 0; i < modal.eigen.Eigenvalues(); ++i)
+        w.push_back(modal.eigen.Eigenvalue(i).imag() * (1 + 1e-9));
+    ExpectTheSameSweptTogether(std::move(modal.system), w);
+}
+
+TEST(ForceSystemMS, SweepsChainsTogetherToo) {
+    CapturedMessages messages;
+    Eigen::MatrixXd pair(2, 2), undamped(2, 2), real(1, 1), rigid(1, 1);
+    pair << -0.1, 5, -5, -0.1;
+    undamped << 0, 2, -2, 0;
+    real << -3;
+    rigid << 0;
+    for (const auto& block : {pair, undamped, real, rigid})
+        ExpectTheSameSweptTogether(Chained(block, 3), {1, 3, 4.9, 5, 5.1});
+}
+
 // A rigid body at rest: the inverse of (s, −1; 0, s) at s = 0 is (1e30, 1e99; 0, 1e30).
 TEST(ForceSystemMS, GivesARigidBodyAFiniteResponseAtZeroFrequency) {
     CapturedMessages messages;

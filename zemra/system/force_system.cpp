@@ -5,14 +5,23 @@
 
 namespace ZEMRA::Vibration {
 
-void ForceSystem::FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
-                                     bool statesOnly) {
-    for (int k = 0; k < w.Size(0); ++k) FrequencyResponse(w(k), H.Slot(k), statesOnly);
+std::vector<char> ForceSystem::SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>&,
+                                             bool) {
+    return std::vector<char>(static_cast<std::size_t>(w.Size(0)), 0);
+}
+
+void ForceSystem::Complete(const std::vector<char>& solved, const Matrix1D<double>& w,
+                           Matrix3D<Complex>& H, bool statesOnly) {
+    for (int k = 0; k < w.Size(0); ++k) {
+        if (solved[static_cast<std::size_t>(k)]) continue;
+        H.Slot(k) = Matrix2D<Complex>(H.Size(1), H.Size(2));
+        FrequencyResponse(w(k), H.Slot(k), statesOnly);
+    }
 }
 
 Matrix3D<Complex> ForceSystem::Sweep(const Matrix1D<double>& w, int nrows, bool statesOnly) {
     Matrix3D<Complex> result(w.Size(0), nrows, B_.Size(1));
-    FrequencyResponses(w, result, statesOnly);
+    Complete(SweepTogether(w, result, statesOnly), w, result, statesOnly);
     return result;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "zemra/system/system.h"
 
 namespace ZEMRA::Vibration {
@@ -43,11 +45,11 @@ class ForceSystem : public System {
     /// solution cannot be found.
     virtual void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) = 0;
 
-    /// Solves every frequency of w into the slot of its index, each as FrequencyResponse does
-    /// and with the messages in the order of w. A model that gains from solving them together
-    /// overrides it.
-    virtual void FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
-                                    bool statesOnly);
+    /// Solves those frequencies of w that are answered together, each into the slot of its
+    /// index and as FrequencyResponse does to rounding. Returns one flag per frequency; what
+    /// the slots of the others hold is lost. Prints nothing.
+    virtual std::vector<char> SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                            bool statesOnly);
 
     /// C·X + D (p × m), the outputs that go with the states X (n × m) per unit input.
     Matrix2D<Complex> OutputsOf(const Matrix2D<Complex>& X) const;
@@ -91,6 +93,9 @@ class ForceSystem : public System {
     virtual bool ComplexMode(int column) const = 0;
 
     Matrix3D<Complex> Sweep(const Matrix1D<double>& w, int nrows, bool statesOnly);
+    // Solves the frequencies that are not solved yet, in the order of w.
+    void Complete(const std::vector<char>& solved, const Matrix1D<double>& w,
+                  Matrix3D<Complex>& H, bool statesOnly);
     Matrix2D<Complex> SolveAt(double w) override;
 
     Complex Feedthrough(int output, const Matrix1D<Complex>& u) const;

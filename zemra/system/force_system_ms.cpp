@@ -32,6 +32,7 @@ ForceSystemMS::ForceSystemMS(const ForceSystemMS& other)
       eigen_(other.eigen_),
       A_(other.A_),
       modes_(other.modes_),
+      sweep_(other.sweep_),
       stride_(other.stride_) {}
 
 const Matrix2D<double>& ForceSystemMS::ABCDMatrix(char which) const {
@@ -76,6 +77,12 @@ void ForceSystemMS::FrequencyResponse(double w, Matrix2D<Complex>& H, bool state
     Matrix2D<Complex> X(A_.Size(0), B_.Size(1));
     SetSIAB(X);
     H = statesOnly ? std::move(X) : OutputsOf(X);
+}
+
+std::vector<char> ForceSystemMS::SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                               bool statesOnly) {
+    return sweep_.Run({modes_, B_, statesOnly ? nullptr : &C_, statesOnly ? nullptr : &D_}, w,
+                      H);
 }
 
 Complex& ForceSystemMS::Band(int row, int column) {

@@ -4,6 +4,7 @@
 
 #include "zemra/eigen/eigen_problem.h"
 #include "zemra/system/force_system.h"
+#include "zemra/system/modal_sweep.h"
 
 namespace ZEMRA::Vibration {
 
@@ -45,29 +46,27 @@ class ForceSystemMS : public ForceSystem {
     const MatrixSparse2D<double>& AMatrix() const { return A_; }
     const EigenProblem& Eigen() const { return eigen_; }
 
+    /// The road of the sweeps from now on; tests and benchmarks compare them.
+    void TakeRoad(SweepRoad road, KernelSet kernels = ChosenKernels()) {
+        sweep_ = ModalSweep(road, kernels);
+    }
+
   protected:
     /// At w = 0 a real mode at exactly 0 (a rigid body) answers with 1e30 and the coupling of
     /// its chain with 1e99 in place of a division by zero. An undamped pair excited at its own
     /// frequency is not guarded: its response is infinite or not a number.
     void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override;
 
+    std::vector<char> SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                    bool statesOnly) override;
+
   private:
-    /// A real eigenvalue a, or a ± jb where b ≠ 0.
-    struct Mode {
-        int row;
-        double a;
-        double b;
-        int predecessor;  // row of the previous member of its chain, or its own
-
-        bool IsPair() const { return b != 0.0; }
-        int States() const { return IsPair() ? 2 : 1; }
-    };
-
     EigenProblem eigen_;
     MatrixSparse2D<double> A_;
     mutable Matrix2D<double> denseA_;  // made when first asked for
     std::vector<Mode> modes_;          // in the order of their rows
-    int stride_ = 3;                   // 5 where there are chains
+    ModalSweep sweep_;
+    int stride_ = 3;  // 5 where there are chains
     // Row r of (j·w·I − A)⁻¹ from column r − 1 on: stride_ entries, all others are zero.
     std::vector<Complex> band_;
 

@@ -40,17 +40,10 @@ void ForceSystemSS::FrequencyResponse(double w, Matrix2D<Complex>& H, bool state
     }
 }
 
-void ForceSystemSS::FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
-                                       bool statesOnly) {
-    std::vector<char> sure(static_cast<std::size_t>(w.Size(0)), 0);
-    if (!UseOldInverse())
-        sure =
-            sweep_.Run({A_, B_, statesOnly ? nullptr : &C_, statesOnly ? nullptr : &D_}, w, H);
-    for (int k = 0; k < w.Size(0); ++k) {
-        if (sure[static_cast<std::size_t>(k)]) continue;
-        H.Slot(k) = Matrix2D<Complex>(H.Size(1), H.Size(2));
-        FrequencyResponse(w(k), H.Slot(k), statesOnly);
-    }
+std::vector<char> ForceSystemSS::SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                               bool statesOnly) {
+    if (UseOldInverse()) return ForceSystem::SweepTogether(w, H, statesOnly);
+    return sweep_.Run({A_, B_, statesOnly ? nullptr : &C_, statesOnly ? nullptr : &D_}, w, H);
 }
 
 Matrix2D<Complex> ForceSystemSS::Response(double w, bool statesOnly) const {

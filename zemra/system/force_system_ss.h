@@ -36,10 +36,9 @@ class ForceSystemSS : public ForceSystem {
     /// word; at any other frequency the Error is printed and H is left as it is.
     void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override;
 
-    /// Sweeps several frequencies side by side and leaves to FrequencyResponse those whose
-    /// answer is not certain, in their order. With ZEMRA_VIBRATION_OLD_INVERSE, every one.
-    void FrequencyResponses(const Matrix1D<double>& w, Matrix3D<Complex>& H,
-                            bool statesOnly) override;
+    /// With ZEMRA_VIBRATION_OLD_INVERSE, none.
+    std::vector<char> SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
+                                    bool statesOnly) override;
 
   private:
     Matrix2D<double> A_;

@@ -5,16 +5,9 @@
 
 #include "zemra/matrix/matrix3d.h"
 #include "zemra/system/sweep_kernels.h"
+#include "zemra/system/sweep_road.h"
 
 namespace ZEMRA::Vibration {
-
-/// How a state-space model answers a vector of frequencies.
-enum class SweepRoad {
-    kFast,     // whichever of the next two pays, and elimination again where they are not sure
-    kReduced,  // the Hessenberg form, whatever it costs
-    kDense,    // elimination with row pivoting, several frequencies side by side
-    kWritten   // one complex inverse a frequency: what the other roads are measured by
-};
 
 /// A state matrix made ready for many frequencies: A = (D·Q)·H·(D·Q)⁻¹ with a diagonal D that
 /// balances A, an orthogonal Q and H upper Hessenberg. The vector b becomes (D·Q)⁻¹·b, a

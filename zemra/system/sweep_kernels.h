@@ -20,7 +20,16 @@ struct SweepChunk {
     double* work;      // as many numbers as the kernel asks for
 };
 
-/// The kernels of the state-space sweep, for one instruction set.
+/// The modes of a block-diagonal A, a or a ± jb where b ≠ 0, and one frequency per lane.
+struct ModalFunctionsInput {
+    int modes;
+    const double* a;
+    const double* b;
+    const char* drives;  // whether the next mode is coupled to this one, of the same kind
+    const double* w;
+};
+
+/// The kernels of the sweeps, for one instruction set.
 struct SweepKernels {
     /// Reduces A to upper Hessenberg form H = Qᵀ·A·Q with Qᵀ·b a multiple of the first unit
     /// vector, by Householder reflections in twice the working precision, so that the result
@@ -59,6 +68,18 @@ struct SweepKernels {
     int denseLanes;
     long long (*reducedWork)(int n, int m, int p);  // numbers of work
     long long (*denseWork)(int n, int m);
+
+    /// The elements of (j·w·I − A)⁻¹ of a block-diagonal A, s = jw − a: mode by mode 1/s, or
+    /// p = s/(s² + b²) and q = b/(s² + b²) of a pair; behind those of a mode that drives the
+    /// next one the square of that one's block, 1/s², or p² − q² and 2pq. The size, one per
+    /// lane, is the sum of x + 1/x over x = |s|² and |s² + b²|².
+    void (*modalFunctions)(const ModalFunctionsInput& in, double* functions, double* size);
+    /// results sums of so many terms: Σ_t coefficients[e·terms + t]·function t, stored as
+    /// results of a chunk are. What is not finite in a lane makes its notFinite, 0 before, no
+    /// number.
+    void (*combineModes)(int results, int terms, const double* coefficients,
+                         const double* functions, double* h, double* notFinite);
+    int modalLanes;  // frequencies of a chunk
 };
 
 /// The kernels of a set that IsAvailable.

@@ -1,0 +1,141 @@
+#pragma once
+
+// Included by one source per instruction set; see zemra/matrix/lanes.h for what that forbids.
+
+#include "zemra/system/complex_lanes.h"
+#include "zemra/system/sweep_kernels.h"
+
+namespace ZEMRA::Vibration {
+namespace {
+
+constexpr int kModalGroups = 2;
+
+// The functions of one frequency a lane. Products are fused into sums but for s² + ω², which is
+// taken as the band of the inverse takes it: beside a pole its rounding is what counts.
+template <int U>
+class FunctionsOfModes {
+  public:
+    explicit FunctionsOfModes(const ModalFunctionsInput& in) : in_(in) {
+        for (int u = 0; u < U; ++u) {
+            w_[u] = Load(in.w + u * kLanes);
+            square_[u] = w_[u] * w_[u];
+            size_[u] = Lanes{};
+        }
+    }
+
+    void Compute(double* functions, double* size) {
+        for (Long mode = 0; mode < in_.modes; ++mode) {
+            const bool pair = in_.b[mode] != 0.0;
+            Z<U> p, q;
+            pair ? OfPair(mode, &p, &q) : OfReal(mode, &p);
+            functions = Put(pair, p, q, functions);
+            if (in_.drives[mode]) functions = Couple(mode + 1, pair, functions);
+        }
+        for (int u = 0; u < U; ++u) Store(size + u * kLanes, size_[u]);
+    }
+
+  private:
+    const ModalFunctionsInput in_;
+    Lanes w_[U], square_[U], size_[U];
+
+    Lanes Reciprocal(int u, Lanes length) {
+        const Lanes inverse = 1.0 / length;
+        size_[u] += length + inverse;
+        return inverse;
+    }
+
+    void OfReal(Long mode, Z<U>* d) {
+        const double a = in_.a[mode];
+        for (int u = 0; u < U; ++u) {
+            const Lanes inverse = Reciprocal(u, a * a + square_[u]);
+            d->re[u] = -a * inverse;
+            d->im[u] = -w_[u] * inverse;
+        }
+    }
+
+    void OfPair(Long mode, Z<U>* p, Z<U>* q) {
+        const double a = in_.a[mode], b = in_.b[mode];
+        const Lanes aa = Spread(a), constant = Spread(a * a + b * b);
+        for (int u = 0; u < U; ++u) {
+            const Lanes re = constant - square_[u], im = -2.0 * a * w_[u];
+            const Lanes inverse = Reciprocal(u, MultiplyAdd(re, re, im * im));
+            const Lanes x = re * inverse, y = im * inverse;  // 1/(s² + ω²) = x − jy
+            p->re[u] = MultiplySubtract(aa, x, w_[u] * y);
+            p->im[u] = MultiplyAdd(aa, y, w_[u] * x);
+            q->re[u] = b * x;
+            q->im[u] = -b * y;
+        }
+    }
+
+    // The square of 1/s or (p, q; −q, p) of a chain's member, for its predecessor.
+    double* Couple(Long mode, bool pair, double* functions) {
+        Z<U> p, q{};
+        pair ? OfPair(mode, &p, &q) : OfReal(mode, &p);
+        Z<U> e = p * p, f = p * q;
+        e.Subtract(q, q);
+        for (int u = 0; u < U; ++u) {
+            f.re[u] *= 2.0;
+            f.im[u] *= 2.0;
+        }
+        return Put(pair, e, f, functions);
+    }
+
+    static double* Put(bool pair, const Z<U>& f, const Z<U>& g, double* functions) {
+        f.Put(functions);
+        functions += kNumbers<U>;
+        if (!pair) return functions;
+        g.Put(functions);
+        return functions + kNumbers<U>;
+    }
+};
+
+// R results at a time, over S interleaved parts of the sum: enough of them to keep the
+// multipliers busy.
+template <int U, int R, int S>
+void CombineSome(Long terms, const double* coefficients, const double* functions, double* h,
+                 Lanes* notFinite) {
+    Z<U> sums[R][S] = {};
+    const auto step = [&](Long t, int s) {
+        const Z<U> z = Z<U>::At(functions + kNumbers<U> * t);
+        for (int r = 0; r < R; ++r) {
+            const Lanes c = Spread(coefficients[r * terms + t]);
+            for (int u = 0; u < U; ++u) {
+                sums[r][s].re[u] = MultiplyAdd(c, z.re[u], sums[r][s].re[u]);
+                sums[r][s].im[u] = MultiplyAdd(c, z.im[u], sums[r][s].im[u]);
+            }
+        }
+    };
+    Long t = 0;
+    for (; t + S <= terms; t += S)
+        for (int s = 0; s < S; ++s) step(t + s, s);
+    for (; t < terms; ++t) step(t, 0);
+    for (int r = 0; r < R; ++r) {
+        Z<U> sum = sums[r][0];
+        for (int u = 0; u < U; ++u) {
+            for (int s = 1; s < S; ++s) {
+                sum.re[u] += sums[r][s].re[u];
+                sum.im[u] += sums[r][s].im[u];
+            }
+            notFinite[u] += (sum.re[u] + sum.im[u]) * 0.0;
+        }
+        sum.Put(h + kNumbers<U> * r);
+    }
+}
+
+template <int U>
+void CombineModes(int results, int terms, const double* coefficients, const double* functions,
+                  double* h, double* notFinite) {
+    Lanes flags[U];
+    for (int u = 0; u < U; ++u) flags[u] = Load(notFinite + u * kLanes);
+    Long e = 0;
+    for (; e + 3 <= results; e += 3)
+        CombineSome<U, 3, 1>(terms, coefficients + e * terms, functions, h + kNumbers<U> * e,
+                             flags);
+    for (; e < results; ++e)
+        CombineSome<U, 1, 2>(terms, coefficients + e * terms, functions, h + kNumbers<U> * e,
+                             flags);
+    for (int u = 0; u < U; ++u) Store(notFinite + u * kLanes, flags[u]);
+}
+
+}  // namespace
+}  // namespace ZEMRA::Vibration

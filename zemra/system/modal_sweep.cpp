@@ -1,0 +1,202 @@
+#include "zemra/system/modal_sweep.h"
+
+#include <algorithm>
+
+namespace ZEMRA::Vibration {
+namespace {
+
+// The table of products costs as much as one or two frequencies.
+constexpr int kWorthTabulating = 4;
+// Where |s|² or |s² + ω²|² or its reciprocal exceeds this, the other one may lose digits.
+constexpr double kMost = 1e200;
+
+std::size_t Index(int i) { return static_cast<std::size_t>(i); }
+
+// How the functions of frequency that the kernel computes make up (j·w·I − A)⁻¹: element
+// (row, column) holds sign times function term.
+struct Entry {
+    int row, column, term;
+    double sign;
+};
+
+// The functions' places and what they stand for.
+struct Expansion {
+    std::vector<double> a, b;
+    std::vector<char> drives;
+    std::vector<Entry> entries;
+    int terms = 0;
+
+    explicit Expansion(const std::vector<Mode>& modes) {
+        for (std::size_t i = 0; i < modes.size(); ++i) {
+            const Mode& mode = modes[i];
+            const Mode* const next = i + 1 < modes.size() ? &modes[i + 1] : nullptr;
+            const bool isPredecessor = next && next->predecessor == mode.row;
+            a.push_back(mode.a);
+            b.push_back(mode.b);
+            drives.push_back(isPredecessor);
+            AddBlock(mode.row, mode.row, mode.IsPair());
+            if (isPredecessor) AddBlock(mode.row, next->row, mode.IsPair());
+        }
+    }
+
+  private:
+    // f, or (f, g; −g, f).
+    void AddBlock(int row, int column, bool pair) {
+        entries.push_back({row, column, terms, 1.0});
+        if (pair) {
+            entries.push_back({row + 1, column + 1, terms, 1.0});
+            ++terms;
+            entries.push_back({row, column + 1, terms, 1.0});
+            entries.push_back({row + 1, column, terms, -1.0});
+        }
+        ++terms;
+    }
+};
+
+// Results of the same terms, one after the other.
+struct Group {
+    int row, rows;  // of the result
+    int firstTerm, terms;
+    std::vector<double> coefficients;  // [result][term]
+};
+
+// The products of the rows of C and the columns of B that go with each function.
+Group OutputGroup(const Expansion& expansion, const Matrix2D<double>& B,
+                  const Matrix2D<double>& C, int row, int rows) {
+    const int m = B.Size(1), terms = expansion.terms;
+    Group group{row, rows, 0, terms, {}};
+    group.coefficients.assign(Index(rows) * Index(m) * Index(terms), 0.0);
+    for (int i = 0; i < rows; ++i) {
+        double* const to = group.coefficients.data() + Index(i) * Index(m) * Index(terms);
+        const double* const c = C.Row(row + i).Data();
+        for (const Entry& entry : expansion.entries) {
+            const double* const b = B.Row(entry.column).Data();
+            for (int j = 0; j < m; ++j)
+                to[Index(j) * Index(terms) + Index(entry.term)] +=
+                    entry.sign * c[entry.row] * b[j];
+        }
+    }
+    return group;
+}
+
+// A state hears of its own mode and of the one that its mode drives in a chain.
+Group StateGroup(const Expansion& expansion, const Matrix2D<double>& B, int row) {
+    const int m = B.Size(1);
+    int first = expansion.terms, last = 0;
+    for (const Entry& entry : expansion.entries)
+        if (entry.row == row) {
+            first = std::min(first, entry.term);
+            last = std::max(last, entry.term);
+        }
+    Group group{row, 1, first, last + 1 - first, {}};
+    group.coefficients.assign(Index(m) * Index(group.terms), 0.0);
+    for (const Entry& entry : expansion.entries)
+        if (entry.row == row)
+            for (int j = 0; j < m; ++j)
+                group.coefficients[Index(j) * Index(group.terms) + Index(entry.term - first)] =
+                    entry.sign * B(entry.column, j);
+    return group;
+}
+
+// Answers the groups at all frequencies, chunk by chunk.
+class Sweeper {
+  public:
+    Sweeper(const SweepKernels& kernels, const Expansion& expansion, const Matrix2D<double>* D,
+            const Matrix1D<double>& w, Matrix3D<Complex>& result)
+        : kernels_(kernels),
+          expansion_(expansion),
+          D_(D),
+          w_(w),
+          result_(result),
+          lanes_(Index(kernels.modalLanes)),
+          rows_(lanes_),
+          functions_(2 * lanes_ * Index(expansion.terms)),
+          frequencies_(lanes_),
+          outside_(lanes_) {}
+
+    void Run(const std::vector<Group>& groups, std::vector<char>& solved) {
+        std::size_t most = 0;
+        for (const Group& group : groups)
+            most = std::max(most, group.coefficients.size() / Index(group.terms));
+        h_.resize(2 * lanes_ * most);
+        for (std::size_t begin = 0; begin < solved.size(); begin += lanes_) {
+            const std::size_t count = std::min(lanes_, solved.size() - begin);
+            ComputeFunctions(begin, count);
+            for (const Group& group : groups) {
+                kernels_.combineModes(group.rows * result_.Size(2), group.terms,
+                                      group.coefficients.data(),
+                                      functions_.data() + 2 * lanes_ * Index(group.firstTerm),
+                                      h_.data(), outside_.data());
+                Store(group, begin, count);
+            }
+            for (std::size_t l = 0; l < count; ++l)
+                if (!(outside_[l] == 0.0)) solved[begin + l] = 0;
+        }
+    }
+
+  private:
+    const SweepKernels& kernels_;
+    const Expansion& expansion_;
+    const Matrix2D<double>* D_;
+    const Matrix1D<double>& w_;
+    Matrix3D<Complex>& result_;
+    std::size_t lanes_;
+    std::vector<Complex*> rows_;
+    std::vector<double> functions_, h_, frequencies_;
+    std::vector<double> outside_;  // one per lane, 0 where all is well
+
+    void ComputeFunctions(std::size_t begin, std::size_t count) {
+        for (std::size_t l = 0; l < lanes_; ++l)
+            frequencies_[l] = w_(static_cast<int>(begin + std::min(l, count - 1)));
+        kernels_.modalFunctions(
+            {static_cast<int>(expansion_.a.size()), expansion_.a.data(), expansion_.b.data(),
+             expansion_.drives.data(), frequencies_.data()},
+            functions_.data(), outside_.data());
+        for (double& size : outside_) size = size <= kMost ? 0.0 : 1.0;
+    }
+
+    // Row by row of all slots: what is read is contiguous.
+    void Store(const Group& group, std::size_t begin, std::size_t count) {
+        const int m = result_.Size(2);
+        const double* from = h_.data();
+        for (int i = group.row; i < group.row + group.rows; ++i) {
+            for (std::size_t l = 0; l < count; ++l)
+                rows_[l] = result_.Slot(static_cast<int>(begin + l)).Row(i).Data();
+            const double* const d = D_ ? D_->Row(i).Data() : nullptr;
+            for (int j = 0; j < m; ++j, from += 2 * lanes_) {
+                const double feedthrough = d ? d[j] : 0.0;
+                for (std::size_t l = 0; l < count; ++l)
+                    rows_[l][j] = {from[l] + feedthrough, from[lanes_ + l]};
+            }
+        }
+    }
+};
+
+}  // namespace
+
+std::vector<char> ModalSweep::Run(const Matrices& model, const Matrix1D<double>& w,
+                                  Matrix3D<Complex>& result) const {
+    const auto& [modes, B, C, D] = model;
+    const int n = B.Size(0), m = B.Size(1), p = C ? C->Size(0) : n;
+    std::vector<char> solved(Index(w.Size(0)), 0);
+    if (road_ == SweepRoad::kWritten || w.Size(0) < kWorthTabulating || n == 0 || m == 0 ||
+        p == 0)
+        return solved;
+
+    std::fill(solved.begin(), solved.end(), 1);
+    const Expansion expansion(modes);
+    Sweeper sweeper(*kernels_, expansion, D, w, result);
+    if (!C) {
+        std::vector<Group> groups;
+        for (int i = 0; i < n; ++i) groups.push_back(StateGroup(expansion, B, i));
+        sweeper.Run(groups, solved);
+        return solved;
+    }
+    // Outputs so many at a time that the table stays small.
+    const int slice = std::max(1, 4 * n / m);
+    for (int row = 0; row < p; row += slice)
+        sweeper.Run({OutputGroup(expansion, B, *C, row, std::min(slice, p - row))}, solved);
+    return solved;
+}
+
+}  // namespace ZEMRA::Vibration
