@@ -255,6 +255,7 @@ class ReducedAnswers {
         bounds_ = ErrorBounds(reduced.Scale(), inputs, C ? &outputs : nullptr, transposed);
         distances_ = Solve(problem_, true, kernels, w, list, result);
         ClearUnconnected();
+        FindNearlySingular();
         FindLargest();
     }
 
@@ -263,7 +264,7 @@ class ReducedAnswers {
         const double weight = ErrorWeight();
         std::vector<int> others, sensitive;
         for (std::size_t l = 0; l < list_.size(); ++l) {
-            if (IsNearlySingular(l))
+            if (nearlySingular_[l])
                 others.push_back(list_[l]);
             else if (weight * Amplification(l) > kTolerance)
                 sensitive.push_back(list_[l]);
@@ -286,6 +287,7 @@ class ReducedAnswers {
     std::vector<double> bounds_;   // of the errors in each row, to be amplified
     std::vector<double> largest_;  // magnitude in each row; only where it stands out of that
     std::vector<double> distances_;
+    std::vector<char> nearlySingular_;  // the frequencies of the list
 
     bool IsConnected(int i, int j) const {
         return connected_[Index(i) * Index(result_.Size(2)) + Index(j)] != 0;
@@ -300,16 +302,21 @@ class ReducedAnswers {
                (distances_[l] * distances_[l]);
     }
 
-    // Or something is not finite.
-    bool IsNearlySingular(std::size_t l) const {
+    // Or where something is not finite.
+    void FindNearlySingular() {
         const auto [least, most] =
             std::minmax_element(reduced_.Scale().begin(), reduced_.Scale().end());
         const double absolute = kSureAbsolute * std::sqrt(problem_.n) * *most / *least;
-        return !(distances_[l] >= std::max(kSureReduced * Norm(l), absolute)) ||
-               !IsFinite(result_.Slot(list_[l]));
+        nearlySingular_.resize(list_.size());
+        for (std::size_t l = 0; l < list_.size(); ++l)
+            nearlySingular_[l] =
+                !(distances_[l] >= std::max(kSureReduced * Norm(l), absolute)) ||
+                !IsFinite(result_.Slot(list_[l]));
     }
 
     void ClearUnconnected() {
+        if (std::all_of(connected_.begin(), connected_.end(), [](char c) { return c != 0; }))
+            return;
         for (const int k : list_)
             for (int i = 0; i < result_.Size(1); ++i)
                 for (int j = 0; j < result_.Size(2); ++j)
@@ -320,14 +327,19 @@ class ReducedAnswers {
     void FindLargest() {
         largest_.assign(bounds_.size(), 0.0);
         for (std::size_t l = 0; l < list_.size(); ++l) {
-            if (IsNearlySingular(l)) continue;
+            if (nearlySingular_[l]) continue;
             for (int i = 0; i < result_.Size(1); ++i) {
                 const Complex* const row = result_.Slot(list_[l]).Row(i).Data();
                 const double noise = kStandsOut * Amplification(l) * bounds_[Index(i)];
+                double& largest = largest_[Index(i)];
+                double known = std::max(largest, noise);
                 for (int j = 0; j < result_.Size(2); ++j) {
+                    // No magnitude is more than √2 times its larger part.
+                    if (std::max(std::fabs(row[j].real()), std::fabs(row[j].imag())) <
+                        0.7 * known)
+                        continue;
                     const double magnitude = std::abs(row[j]);
-                    if (magnitude > std::max(largest_[Index(i)], noise))
-                        largest_[Index(i)] = magnitude;
+                    if (magnitude > known) known = largest = magnitude;
                 }
             }
         }

@@ -252,11 +252,38 @@ class ReducedSolver {
         }
         c.Put(column_ + N * i);
         if constexpr (HasRhs)
-            for (Long j = 0; j < beside_; ++j) {
-                Z<U> b = Z<U>::At(Rhs(i, j));
-                for (int t = 0; t < S; ++t) b.Subtract(factor[t], Z<U>::At(Unknown(j, t)));
-                b.Put(Rhs(i, j));
+            for (int u = 0; u < U; ++u) {
+                Long j = 0;
+                for (; j + 2 <= beside_; j += 2) SubtractUnknowns<S, 2>(factor, u, i, j);
+                if (j < beside_) SubtractUnknowns<S, 1>(factor, u, i, j);
             }
+    }
+
+    // Takes the unknowns of the panel's steps times their factors from J right-hand sides in
+    // row i, in group u of the lanes: the factors of one group fit in registers.
+    template <int S, int J>
+    __attribute__((always_inline)) inline void SubtractUnknowns(const Z<U>* factor, int u,
+                                                                Long i, Long j) const {
+        const double* x = Unknown(j, 0) + u * kLanes;
+        double* b = Rhs(i, j) + u * kLanes;
+        Lanes re[J], im[J];
+        for (int s = 0; s < J; ++s) {
+            re[s] = Load(b + s * N);
+            im[s] = Load(b + s * N + U * kLanes);
+        }
+        for (int t = 0; t < S; ++t)
+            for (int s = 0; s < J; ++s) {
+                const double* const xt = x + (s * kPanel + t) * N;
+                const Lanes xRe = Load(xt), xIm = Load(xt + U * kLanes);
+                re[s] = MultiplySubtract(factor[t].re[u], xRe, re[s]);
+                im[s] = MultiplySubtract(factor[t].re[u], xIm, im[s]);
+                re[s] = MultiplyAdd(factor[t].im[u], xIm, re[s]);
+                im[s] = MultiplySubtract(factor[t].im[u], xRe, im[s]);
+            }
+        for (int s = 0; s < J; ++s) {
+            Store(b + s * N, re[s]);
+            Store(b + s * N + U * kLanes, im[s]);
+        }
     }
 
     // The rotation of step t, at column k − t, and its unknowns.
@@ -280,10 +307,6 @@ class ReducedSolver {
         if constexpr (HasRhs)
             for (Long j = 0; j < beside_; ++j) {
                 Z<U> x = Z<U>::At(Rhs(row, j));
-        for (int s = 0; s < J; ++s) {
-            Store(b + s * N, re[s]);
-            Store(b + s * N + U * kLanes, im[s]);
-        }
                 for (int u = 0; u < U; ++u) {
                     x.re[u] *= inverse[u];
                     x.im[u] *= inverse[u];
