@@ -31,6 +31,19 @@ void Announce(const char* solver, int order) {
     (Message(solver, Message::INFO) << order).Print();
 }
 
+// Announces the method and solves the problem of a square A; without B, B = I.
+std::unique_ptr<Eigen<double>> Solved(const Matrix2D<double>& A, const Matrix2D<double>* B,
+                                      bool vectors) {
+    const int n = A.Size(0);
+    if (!B) {
+        Announce(kUsingQR, n);
+        return std::make_unique<Eigen<double>>(A, vectors);
+    }
+    if (B->Size(0) != n || B->Size(1) != n) throw Error(kSolveNotSquare);
+    Announce(kUsingQZ, n);
+    return std::make_unique<Eigen2<double>>(A, *B, vectors);
+}
+
 // Σ|λ·B·v − A·v|, plus the previous vector of the chain when there is one; without B, B = I.
 template <typename T>
 double ResidualSum(const Matrix2D<double>& A, const Matrix2D<double>* B, const T& lambda,
@@ -56,26 +69,26 @@ EigenProblem::EigenProblem(const Matrix2D<double>& A, const Matrix2D<double>& B)
 int EigenProblem::Solve(bool noVectors) {
     const int n = A_.Size(0);
     if (n != A_.Size(1)) throw Error(kSolveNotSquare);
-    nComputed_ = 0;
-    hasVectors_ = false;
-    V_ = Matrix2D<double>();
-    Zinv_ = Matrix2D<double>();
-
-    std::unique_ptr<Eigen<double>> solver;
-    if (type_ == 0) {
-        Announce(kUsingQR, n);
-        solver = std::make_unique<Eigen<double>>(A_, !noVectors);
-    } else {
-        if (B_.Size(0) != n || B_.Size(1) != n) throw Error(kSolveNotSquare);
-        Announce(kUsingQZ, n);
-        solver = std::make_unique<Eigen2<double>>(A_, B_, !noVectors);
+    try {
+        const std::unique_ptr<Eigen<double>> solver =
+            Solved(A_, type_ == 0 ? nullptr : &B_, !noVectors);
+        solver->SortEigenValues();
+        // Nothing of the former solution is touched before all of the new one is here.
+        Matrix1D<std::complex<double>> E = solver->GetE();
+        Matrix1D<int> D = solver->GetD();
+        Matrix2D<double> V = noVectors ? Matrix2D<double>() : solver->GetV();
+        E_ = std::move(E);
+        D_ = std::move(D);
+        V_ = std::move(V);
+        Zinv_ = Matrix2D<double>();
+        hasVectors_ = !noVectors;
+        nComputed_ = solver->GetN();
+    } catch (const Error&) {
+        nComputed_ = 0;
+        hasVectors_ = false;
+        V_ = Zinv_ = Matrix2D<double>();
+        throw;
     }
-    solver->SortEigenValues();
-    E_ = solver->GetE();
-    D_ = solver->GetD();
-    if (!noVectors) V_ = solver->GetV();
-    hasVectors_ = !noVectors;
-    nComputed_ = solver->GetN();
     return nComputed_;
 }
 

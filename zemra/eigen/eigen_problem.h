@@ -35,7 +35,8 @@ class EigenProblem {
     ///
     /// Throws Error "ZEMRA::Vibration::EigenProblem::Solve(int nVal, bool noVectors): Row size
     /// not equal to column size." (on one line) before anything is printed, and the Error of a
-    /// solver. After an Error no eigenvalue is held.
+    /// solver. After an Error no eigenvalue is held; another exception (lack of memory, one of
+    /// a message handler) leaves the former solution as it was.
     int Solve(bool noVectors);
 
     /// The number of eigenvalues held; 0 before Solve.
