@@ -70,6 +70,8 @@ std::vector<Named> AllMatrices() {
     std::vector<Named> all;
     for (const EigenCase& one : EigenZoo())
         all.push_back({one.name, ToEigen(one.A), 1e-13, one.isWellScaled});
+    all.push_back({"Dense131", ToEigen(RandomMatrix<double>(131, 131, 1)), 1e-12, true});
+    all.push_back({"Chain130", ToEigen(SpringChain(65, 0.01)), 1e-12, true});
     const auto folder = MatrixFolder();
     if (folder.empty()) return all;
     for (const char* const name :
@@ -171,6 +173,24 @@ TEST_P(EigenOf, ComesInOrderAndNormalised) {
         const MatrixXd chain = ToEigen(solver.GetV()).middleCols(head, i - head + 1);
         EXPECT_EQ(chain.cwiseAbs().maxCoeff(), 1.0);
         EXPECT_EQ(chain.maxCoeff(), 1.0);
+    }
+}
+
+// Bit for bit: whatever runs through other loops decides alike.
+TEST_P(EigenOf, IsTheSameOnEveryRoad) {
+    CapturedMessages messages;
+    const Matrix2D<double> A = ToCore(GetParam().A);
+    for (const bool withVectors : {true, false}) {
+        const Solver written(A, withVectors, nullptr);
+        const auto printed = messages.Take();
+        for (const KernelSet set : {KernelSet::kBaseline, KernelSet::kAvx2}) {
+            if (!IsAvailable(set)) continue;
+            const Solver fast(A, withVectors, &EigenKernelsOf(set));
+            EXPECT_EQ(Values(fast), Values(written));
+            EXPECT_EQ(ToEigen(fast.GetV()), ToEigen(written.GetV()));
+            for (int i = 0; i < A.Size(0); ++i) EXPECT_EQ(fast.GetD()(i), written.GetD()(i));
+            EXPECT_EQ(messages.Take(), printed);
+        }
     }
 }
 

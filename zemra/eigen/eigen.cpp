@@ -69,19 +69,21 @@ class SortedOrder {
 
 Eigen<double>::~Eigen() = default;
 
-Eigen<double>::Eigen(const Matrix2D<double>& A, bool withVectors)
+Eigen<double>::Eigen(const Matrix2D<double>& A, bool withVectors, const EigenKernels* kernels)
     : n(A.Size(0)), wantVectors(withVectors), E(n), D(n) {
     assert(A.Size(0) == A.Size(1));
     std::iota(D.Data(), D.Data() + n, 0);
     std::vector<double> work(Elements(n));
     const FlatMatrix<double> w(n, work.data());
-    for (int c = 0; c < n; ++c)
-        for (int r = 0; r < n; ++r) w(r, c) = A(r, c);
+    for (int r = 0; r < n; ++r) {
+        const double* const row = A.Row(r).Data();
+        for (int c = 0; c < n; ++c) w(r, c) = row[c];
+    }
 
     if (!wantVectors) {
         const CoupledBlock block = Balance(w, nullptr);
-        ReduceToHessenberg(w, block, {});
-        HessenbergQR(w, block, {}, E);
+        ReduceToHessenberg(w, block, {}, kernels);
+        HessenbergQR(w, block, {}, E, kernels);
         return;
     }
 
@@ -89,16 +91,18 @@ Eigen<double>::Eigen(const Matrix2D<double>& A, bool withVectors)
         vectors(Elements(n));
     const FlatMatrix<double> z(n, transformation.data()), v(n, vectors.data());
     const CoupledBlock block = Balance(w, scale.data());
-    ReduceToHessenberg(w, block, z);
-    HessenbergQR(w, block, z, E);
-    FindSchurVectors(w, block, E, D, v);
-    BackTransform(z, v);
+    ReduceToHessenberg(w, block, z, kernels);
+    HessenbergQR(w, block, z, E, kernels);
+    FindSchurVectors(w, block, E, D, v, kernels);
+    BackTransform(z, v, kernels);
     BackBalance(block, scale.data(), v);
     NormaliseVectors(E, D, v);
+    RefineVectors(A, D, E, v, kernels);
     V = Matrix2D<double>(n, n);
-    for (int c = 0; c < n; ++c)
-        for (int r = 0; r < n; ++r) V(r, c) = v(r, c);
-    RefineVectors(A, D, E, V);
+    for (int r = 0; r < n; ++r) {
+        double* const row = V.Row(r).Data();
+        for (int c = 0; c < n; ++c) row[c] = v(r, c);
+    }
 }
 
 void Eigen<double>::SortEigenValues() {

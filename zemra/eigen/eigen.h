@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zemra/eigen/eigen_kernels.h"
 #include "zemra/matrix/matrix2d.h"
 
 namespace ZEMRA::Vibration {
@@ -30,7 +31,10 @@ class Eigen<double> {
     ///
     /// Throws Error "Hessenberg QR: did not converge.". Cost: about 7·n³ multiplications for
     /// the eigenvalues, 18·n³ with vectors.
-    Eigen(const Matrix2D<double>& A, bool withVectors);
+    ///
+    /// Without kernels, plain loops do the same work in the same order.
+    Eigen(const Matrix2D<double>& A, bool withVectors,
+          const EigenKernels* kernels = &EigenKernelsOf(ChosenKernels()));
 
     Eigen(const Eigen&) = default;
     Eigen& operator=(const Eigen&) = default;

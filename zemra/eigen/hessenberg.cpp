@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <vector>
 
 #include "zemra/matrix/kernels.h"
@@ -56,19 +57,44 @@ void Eliminate(FlatMatrix<double> a, CoupledBlock block, FlatMatrix<double> z, i
     for (int c = block.igh + 1; c < a.Order(); ++c) reduceRows(c, m + 1, block.igh);
 }
 
+// The same by a kernel. The columns of Z from m + 1 on are still unit vectors, of the rows in
+// order; so column m takes the multipliers as they are.
+void EliminateFast(FlatMatrix<double> a, CoupledBlock block, FlatMatrix<double> z, int m,
+                   double* y, const int* order, const EigenKernels& kernels) {
+    double* const cleared = a.Column(m - 1);
+    const double pivot = cleared[m];
+    y[m] = 0.0;
+    for (int i = m + 1; i <= block.igh; ++i) {
+        y[i] = cleared[i] != 0.0 ? cleared[i] / pivot : 0.0;
+        cleared[i] = 0.0;
+        if (z) z(order[i], m) = y[i];
+    }
+    kernels.eliminate({a.Order(), a.Column(0), m, block.igh, y, y + a.Order()});
+}
+
 }  // namespace
 
-void ReduceToHessenberg(FlatMatrix<double> a, CoupledBlock block, FlatMatrix<double> z) {
+void ReduceToHessenberg(FlatMatrix<double> a, CoupledBlock block, FlatMatrix<double> z,
+                        const EigenKernels* kernels) {
     const int n = a.Order();
     for (int c = 0; z && c < n; ++c) {
         std::fill_n(z.Column(c), n, 0.0);
         z(c, c) = 1.0;
     }
-    std::vector<double> multipliers(static_cast<std::size_t>(n));
+    std::vector<double> multipliers(3 * static_cast<std::size_t>(n));
+    std::vector<int> order(static_cast<std::size_t>(n));
+    std::iota(order.begin(), order.end(), 0);
     for (int m = block.low + 1; m < block.igh; ++m) {
         const int pivot = FindPivotRow(a, block, m);
-        if (pivot != m) Exchange(a, block, z, pivot, m);
-        if (std::fabs(a(m, m - 1)) > kNegligiblePivot)
+        if (pivot != m) {
+            Exchange(a, block, z, pivot, m);
+            std::swap(order[static_cast<std::size_t>(pivot)],
+                      order[static_cast<std::size_t>(m)]);
+        }
+        if (!(std::fabs(a(m, m - 1)) > kNegligiblePivot)) continue;
+        if (kernels)
+            EliminateFast(a, block, z, m, multipliers.data(), order.data(), *kernels);
+        else
             Eliminate(a, block, z, m, multipliers.data());
     }
 }

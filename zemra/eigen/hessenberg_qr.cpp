@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <vector>
 
 #include "zemra/message/message.h"
 
@@ -21,11 +23,12 @@ struct Reflector {
 class Iteration {
   public:
     Iteration(FlatMatrix<double> h, CoupledBlock block, FlatMatrix<double> z,
-              Matrix1D<Complex>& E)
+              Matrix1D<Complex>& E, const EigenKernels* kernels)
         : h_(h),
           block_(block),
           z_(z),
           E_(E),
+          kernels_(kernels),
           remaining_(kIterationsPerEigenvalue * h.Order()) {}
 
     void Run() {
@@ -48,6 +51,7 @@ class Iteration {
     CoupledBlock block_;
     FlatMatrix<double> z_;
     Matrix1D<Complex>& E_;
+    const EigenKernels* kernels_;
     double norm_ = 0.0;
     int remaining_;          // iterations left for all eigenvalues together
     bool tolerant_ = false;  // in the second helping of iterations
@@ -154,7 +158,12 @@ class Iteration {
             h_(i, i - 2) = 0.0;
             if (i > m + 2) h_(i, i - 3) = 0.0;
         }
-        ChaseBulge(m, p, q, r);
+        if (kernels_)
+            kernels_->chaseBulge({h_.Order(), h_.LeadingDimension(), h_.Column(0),
+                                  z_ ? z_.Column(0) : nullptr, l_, m, en_, FirstRow(),
+                                  LastColumn(), p, q, r});
+        else
+            ChaseBulge(m, p, q, r);
     }
 
     void ChaseBulge(int m, double p, double q, double r) {
@@ -280,11 +289,55 @@ class Iteration {
     }
 };
 
+// A copy as the kernels want it: columns on boundaries of whole vectors, and three more. No
+// multiple of 512 bytes apart, where they would share a few places of the cache.
+class PaddedCopy {
+  public:
+    explicit PaddedCopy(FlatMatrix<double> a) : ld_((a.Order() + 7) / 8 * 8) {
+        if (ld_ % 64 == 0) ld_ += 8;
+        constexpr std::size_t kLine = 64;
+        const std::size_t elements =
+            static_cast<std::size_t>(ld_) * static_cast<std::size_t>(a.Order() + 3);
+        data_.resize(elements + kLine / sizeof(double));
+        void* start = data_.data();
+        std::size_t room = data_.size() * sizeof(double);
+        view_ = {
+            a.Order(),
+            static_cast<double*>(std::align(kLine, elements * sizeof(double), start, room)),
+            ld_};
+        for (int c = 0; c < a.Order(); ++c)
+            std::copy_n(a.Column(c), a.Order(), view_.Column(c));
+    }
+
+    FlatMatrix<double> View() const { return view_; }
+    void CopyTo(FlatMatrix<double> a) const {
+        for (int c = 0; c < a.Order(); ++c)
+            std::copy_n(view_.Column(c), a.Order(), a.Column(c));
+    }
+
+  private:
+    int ld_;
+    std::vector<double> data_;
+    FlatMatrix<double> view_;
+};
+
 }  // namespace
 
 void HessenbergQR(FlatMatrix<double> h, CoupledBlock block, FlatMatrix<double> z,
-                  Matrix1D<Complex>& E) {
-    Iteration(h, block, z, E).Run();
+                  Matrix1D<Complex>& E, const EigenKernels* kernels) {
+    if (!kernels) {
+        Iteration(h, block, z, E, nullptr).Run();
+        return;
+    }
+    const PaddedCopy paddedH(h);
+    if (!z) {
+        Iteration(paddedH.View(), block, {}, E, kernels).Run();
+        return;
+    }
+    const PaddedCopy paddedZ(z);
+    Iteration(paddedH.View(), block, paddedZ.View(), E, kernels).Run();
+    paddedH.CopyTo(h);
+    paddedZ.CopyTo(z);
 }
 
 }  // namespace ZEMRA::Vibration

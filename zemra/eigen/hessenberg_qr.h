@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zemra/eigen/balance.h"
+#include "zemra/eigen/eigen_kernels.h"
 #include "zemra/matrix/matrix.h"
 #include "zemra/matrix/matrix1d.h"
 
@@ -14,6 +15,7 @@ namespace ZEMRA::Vibration {
 ///   block  the rows and columns to iterate on
 ///   z      Z on entry, Z·Q on return; null for the eigenvalues alone
 ///   E      receives the eigenvalues (n). Pairs are adjacent, positive imaginary part first.
+///   kernels  null: the plain loops; the result is the same
 ///
 /// A real eigenvalue that was found alone is bit for bit the diagonal element of T: that is how
 /// repeated eigenvalues are recognised later.
@@ -29,6 +31,6 @@ namespace ZEMRA::Vibration {
 /// 16 (1970) 181–204 (HQR and HQR2). The second exceptional shift, after 30 iterations on one
 /// eigenvalue, is later practice.
 void HessenbergQR(FlatMatrix<double> h, CoupledBlock block, FlatMatrix<double> z,
-                  Matrix1D<Complex>& E);
+                  Matrix1D<Complex>& E, const EigenKernels* kernels);
 
 }  // namespace ZEMRA::Vibration

@@ -33,19 +33,24 @@ std::vector<char> FindCloseOnes(const Matrix1D<Complex>& E) {
             close.push_back(close.back());
             continue;
         }
-        double nearest = 1e10;
+        const auto isClose = [&](int j) {
+            const Complex d = E(i) - E(j);
+            return j != i && std::fabs(d.real()) < kClose && std::fabs(d.imag()) < kClose &&
+                   std::abs(d) < kClose;
+        };
+        char any = 0;
         for (int j = 0; j < n; ++j)
-            if (j != i) nearest = std::min(nearest, std::abs(E(i) - E(j)));
-        close.push_back(nearest < kClose ? 1 : 0);
+            if (isClose(j)) any = 1;
+        close.push_back(any);
     }
     return close;
 }
 
 // The vector in column i, or in columns i and i + 1 for a pair.
 template <typename T>
-Matrix1D<T> Gather(const Matrix2D<double>& m, int i) {
-    Matrix1D<T> v(m.Size(0));
-    for (int k = 0; k < m.Size(0); ++k) {
+Matrix1D<T> Gather(FlatMatrix<double> m, int i) {
+    Matrix1D<T> v(m.Order());
+    for (int k = 0; k < m.Order(); ++k) {
         if constexpr (std::is_same_v<T, double>)
             v(k) = m(k, i);
         else
@@ -54,10 +59,10 @@ Matrix1D<T> Gather(const Matrix2D<double>& m, int i) {
     return v;
 }
 
-void Scatter(const Matrix1D<double>& v, Matrix2D<double>& m, int i) {
+void Scatter(const Matrix1D<double>& v, FlatMatrix<double> m, int i) {
     for (int k = 0; k < v.Size(0); ++k) m(k, i) = v(k);
 }
-void Scatter(const Matrix1D<Complex>& v, Matrix2D<double>& m, int i) {
+void Scatter(const Matrix1D<Complex>& v, FlatMatrix<double> m, int i) {
     for (int k = 0; k < v.Size(0); ++k) {
         m(k, i) = v(k).real();
         m(k, i + 1) = v(k).imag();
@@ -156,7 +161,7 @@ bool IsOfTheSameKind(const Complex&, const Complex& now) { return now.imag() > 0
 
 template <typename T>
 void Refine(const Matrix2D<double>& A, const T& lambda, Matrix1D<T> v, double error,
-            Matrix1D<Complex>& E, Matrix2D<double>& V, int i) {
+            Matrix1D<Complex>& E, FlatMatrix<double> V, int i) {
     const int s = InverseIteration(ShiftedFactors<T>(A, lambda), v);
     v = ScaledToOne(std::move(v));
     const Matrix1D<T> Av = A * v;
@@ -169,10 +174,61 @@ void Refine(const Matrix2D<double>& A, const T& lambda, Matrix1D<T> v, double er
         StoreEigenvalue(better, E, i);
 }
 
+// Element k of A·v − λ·v for the vector in column i, or in columns i and i + 1.
+double Difference(double lambda, FlatMatrix<double> product, FlatMatrix<double> v, int k,
+                  int i) {
+    return product(k, i) - lambda * v(k, i);
+}
+Complex Difference(const Complex& lambda, FlatMatrix<double> product, FlatMatrix<double> v,
+                   int k, int i) {
+    return Complex(product(k, i), product(k, i + 1)) -
+           Product(lambda, Complex(v(k, i), v(k, i + 1)));
+}
+
+// Divides column i, or the pair of columns i and i + 1, by its largest magnitude, the root of
+// the largest square; a NaN counts only in the first row, as in FindLargest.
+void ScaleColumn(FlatMatrix<double> v, int i, bool isPair) {
+    const int n = v.Order();
+    double* const re = v.Column(i);
+    double* const im = isPair ? v.Column(i + 1) : nullptr;
+    const auto size = [&](int k) {
+        return im ? re[k] * re[k] + im[k] * im[k] : std::fabs(re[k]);
+    };
+    double largest = size(0);
+    for (int k = 1; k < n; ++k)
+        if (size(k) > largest) largest = size(k);
+    if (im) largest = std::sqrt(largest);
+    if (largest == 0.0) return;
+    for (int k = 0; k < n; ++k) re[k] /= largest;
+    for (int k = 0; im && k < n; ++k) im[k] /= largest;
+}
+
+// A·v, all columns at once.
+std::vector<double> Products(const Matrix2D<double>& A, FlatMatrix<double> v,
+                             const EigenKernels* kernels) {
+    const int n = v.Order();
+    std::vector<double> product(Elements(n));
+    const FlatMatrix<double> to(n, product.data());
+    if (!kernels) {
+        for (int c = 0; c < n; ++c) {
+            const Matrix1D<double> column = A * Gather<double>(v, c);
+            std::copy_n(column.Data(), n, to.Column(c));
+        }
+        return product;
+    }
+    std::vector<double> a(Elements(n)), work(8 * static_cast<std::size_t>(n));
+    for (int r = 0; r < n; ++r)
+        std::copy_n(A.Row(r).Data(), n, FlatMatrix<double>(n, a.data()).Column(r));
+    const std::vector<int> used(static_cast<std::size_t>(n), n);
+    kernels->multiply(
+        {n, a.data(), true, v.Column(0), used.data(), product.data(), work.data()});
+    return product;
+}
+
 }  // namespace
 
 void RefineVectors(const Matrix2D<double>& A, const Matrix1D<int>& D, Matrix1D<Complex>& E,
-                   Matrix2D<double>& V) {
+                   FlatMatrix<double> V, const EigenKernels* kernels) {
     const int n = A.Size(0);
     const double tolerance = Tolerance();
     const std::vector<char> close = FindCloseOnes(E);
@@ -180,19 +236,22 @@ void RefineVectors(const Matrix2D<double>& A, const Matrix1D<int>& D, Matrix1D<C
         return D(i) == i && !close[static_cast<std::size_t>(i)];
     };
 
-    Matrix2D<double> scaled = V;
+    std::vector<double> copy(V.Column(0), V.Column(0) + Elements(n));
+    const FlatMatrix<double> scaled(n, copy.data());
     for (int i = 0; i < n; ++i) {
         if (E(i).imag() > 0.0)
-            Scatter(ScaledToOne(Gather<Complex>(V, i)), scaled, i);
+            ScaleColumn(scaled, i, true);
         else if (E(i).imag() == 0.0)
-            Scatter(ScaledToOne(Gather<double>(V, i)), scaled, i);
+            ScaleColumn(scaled, i, false);
     }
-    const Matrix2D<double> product = A * scaled;
+    std::vector<double> products = Products(A, scaled, kernels);
+    const FlatMatrix<double> product(n, products.data());
 
     const auto check = [&]<typename T>(const T& lambda, int i) {
-        const Matrix1D<T> v = Gather<T>(scaled, i);
-        const double error = MeanResidual(Gather<T>(product, i), lambda, v);
-        if (error > tolerance) Refine(A, lambda, v, error, E, V, i);
+        double sum = 0.0;
+        for (int k = 0; k < n; ++k) sum += Magnitude(Difference(lambda, product, scaled, k, i));
+        const double error = sum / n;
+        if (error > tolerance) Refine(A, lambda, Gather<T>(scaled, i), error, E, V, i);
     };
     for (int i = 0; i < n; ++i) {
         if (!isChecked(i)) continue;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "zemra/eigen/eigen_kernels.h"
+#include "zemra/eigen/flat_matrix.h"
 #include "zemra/matrix/matrix2d.h"
 
 namespace ZEMRA::Vibration {
@@ -11,6 +13,7 @@ namespace ZEMRA::Vibration {
 ///   D  the links of chains (n); members and heads of chains are left alone
 ///   E  the eigenvalues (n); one may be replaced, by less than 1e-10
 ///   V  their vectors, pairs as real and imaginary part in adjacent columns
+///   kernels  null: the plain loops; the result is the same
 ///
 /// A vector is poor when the mean magnitude of the components of A·v − λ·v, for a v whose
 /// largest component is 1, exceeds 0.05, or the number in the environment variable
@@ -21,6 +24,6 @@ namespace ZEMRA::Vibration {
 /// Cost: n³ for the check, n³/3 (complex for a pair) for each vector that is poor.
 /// Peters & Wilkinson, SIAM Review 21 (1979) 339–360.
 void RefineVectors(const Matrix2D<double>& A, const Matrix1D<int>& D, Matrix1D<Complex>& E,
-                   Matrix2D<double>& V);
+                   FlatMatrix<double> V, const EigenKernels* kernels);
 
 }  // namespace ZEMRA::Vibration

@@ -73,11 +73,12 @@ class SchurForm {
         return sum;
     }
 
+    static constexpr double kPoor = 1e-10;  // what a residual may come to, see HasEigenvector
+
     /// Whether y, which ends with element last, is an eigenvector: no element of (T − λI)·y is
     /// above 1e-10 of |T|·|y| and of its own terms. By rows, |T| is that of the row.
     template <typename V>
     bool HasEigenvector(int last, const V& lambda, const V* y, bool byRows = false) const {
-        constexpr double kPoor = 1e-10;
         double size = 0.0;
         for (int i = 0; i <= last; ++i) size = std::max(size, std::abs(y[i]));
         for (int i = 0; i <= last; ++i) {

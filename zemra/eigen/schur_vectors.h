@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zemra/eigen/balance.h"
+#include "zemra/eigen/eigen_kernels.h"
 #include "zemra/matrix/matrix.h"
 #include "zemra/matrix/matrix1d.h"
 
@@ -18,6 +19,7 @@ namespace ZEMRA::Vibration {
 ///          itself on the diagonal, without a vector of its own, becomes a generalized one:
 ///          D(i) is then the member before it and E(i) that one's eigenvalue.
 ///   y      n×n zeros on entry, Y on return
+///   kernels  null: the plain loops; the result is the same, as with all that follows
 ///
 /// Returns whether any eigenvalue has a generalized vector, and prints a Warning if so.
 ///
@@ -27,10 +29,10 @@ namespace ZEMRA::Vibration {
 /// Peters & Wilkinson, Numer. Math. 16 (1970) 181–204 (HQR2); Golub & Wilkinson, SIAM Review 18
 /// (1976) 578–619, for the chains.
 bool FindSchurVectors(FlatMatrix<double> t, CoupledBlock block, Matrix1D<Complex>& E,
-                      Matrix1D<int>& D, FlatMatrix<double> y);
+                      Matrix1D<int>& D, FlatMatrix<double> y, const EigenKernels* kernels);
 
 /// Y := Z·Y, column by column, down to the last element of each that is not 0.
-void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y);
+void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y, const EigenKernels* kernels);
 
 /// Divides every vector by its component of largest modulus, the first of equals, which
 /// becomes 1. The members of a chain are divided by one number, the largest component among all

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "zemra/matrix/kernel_set.h"
+
+namespace ZEMRA::Vibration {
+
+/// One sweep of the double-shift QR iteration, from row m to row en of the window l … en.
+struct QrSweep {
+    int n;
+    int ld;          // leading dimension, n rounded up to a multiple of 4 at least
+    double* h;       // ld × (n + 3), column-major; columns from n on are scratch
+    double* z;       // ld × n, column-major, or null; rows from n on are scratch
+    int l, m, en;    // 0 ≤ l ≤ m < en − 1
+    int firstRow;    // of the columns to transform, l or 0
+    int lastColumn;  // of the rows to transform, en or n − 1; three more may change
+    double p, q, r;  // what the first reflector maps to a multiple of (1, 0, 0)
+};
+
+/// One step of the reduction to Hessenberg form by elementary transformations: for each row
+/// i > m, in ascending order, row i −= y_i·row m, then column m += y_i·column i. Column m − 1
+/// is left alone.
+struct Elimination {
+    int n;
+    double* a;        // n × n, column-major
+    int m, igh;       // m < igh; rows and columns to igh are reduced, rows of those behind, too
+    const double* y;  // n numbers, of which m + 1 … igh are the multipliers
+    double* work;     // 2·n numbers
+};
+
+/// C := A·B, of order n. Each element is its sum in ascending order from a zero on.
+struct MatrixProduct {
+    int n;
+    const double* a;
+    bool aIsByRows;  // else column-major, like the others
+    const double* b;
+    const int* used;  // of each column of B: the elements from this one on are zero
+    double* c;
+    double* work;  // 8·n numbers
+};
+
+/// Sums of several vectors with the rows of a matrix.
+constexpr int kSumWidth = 16;
+
+/// The loops of the eigen solver that take most of its time, for one instruction set.
+///
+/// All of them do to every element what the plain loops do, in the same order and without
+/// fusing, so that results are the same bit for bit whatever the set.
+struct EigenKernels {
+    /// Chases the bulge of a sweep.
+    void (*chaseBulge)(const QrSweep& sweep);
+
+    void (*eliminate)(const Elimination& step);
+    void (*multiply)(const MatrixProduct& product);
+
+    /// sums[e] = Σ row[m]·y[m·kSumWidth + e] over m = first … last, in ascending order, for
+    /// kSumWidth vectors side by side.
+    void (*sum)(const double* row, int first, int last, const double* y, double* sums);
+};
+
+/// The kernels of a set that IsAvailable.
+const EigenKernels& EigenKernelsOf(KernelSet set);
+
+}  // namespace ZEMRA::Vibration

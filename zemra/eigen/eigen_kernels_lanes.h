@@ -1,0 +1,474 @@
+#pragma once
+
+// Included by one source per instruction set; see zemra/matrix/lanes.h for what that forbids.
+
+#include "zemra/eigen/eigen_kernels.h"
+#include "zemra/matrix/lanes.h"
+
+namespace ZEMRA::Vibration {
+namespace {
+
+using Long = long long;
+
+// ---- QR iteration ------------------------------------------------------------------------
+
+// The elementary reflector I − (x, y, z)ᵀ·(1, q, r); z and r are 0 for one of order 2.
+struct Reflector {
+    double x, y, z, q, r;
+};
+
+// Of rows: (a, b, c) := (a, b, c)ᵀ − (x, y, z)ᵀ·(a + q·b + r·c).
+template <typename T>
+inline void ReflectRows(T x, T y, T z, T q, T r, T& a, T& b, T& c) {
+    const T p = a + q * b + r * c;
+    a -= p * x;
+    b -= p * y;
+    c -= p * z;
+}
+template <typename T>
+inline void ReflectColumns(T x, T y, T z, T q, T r, T& a, T& b, T& c) {
+    const T p = x * a + y * b + z * c;
+    a -= p;
+    b -= p * q;
+    c -= p * r;
+}
+
+// Four rows of as many columns, of leading dimension ld, as there are lanes.
+inline void LoadRows(const double* p, Long ld, Lanes* row) {
+#ifdef __AVX2__
+    for (int half = 0; half < 2; ++half, p += 2) {
+        const __m256d even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(p)),
+                                                  _mm_loadu_pd(p + 2 * ld), 1);
+        const __m256d odd = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(p + ld)),
+                                                 _mm_loadu_pd(p + 3 * ld), 1);
+        row[2 * half] = _mm256_unpacklo_pd(even, odd);
+        row[2 * half + 1] = _mm256_unpackhi_pd(even, odd);
+    }
+#else
+    for (int i = 0; i < 4; ++i) row[i] = Lanes{p[i], p[ld + i]};
+#endif
+}
+inline void StoreRows(double* p, Long ld, const Lanes* row) {
+#ifdef __AVX2__
+    for (int half = 0; half < 2; ++half, p += 2) {
+        const __m256d even = _mm256_unpacklo_pd(row[2 * half], row[2 * half + 1]),
+                      odd = _mm256_unpackhi_pd(row[2 * half], row[2 * half + 1]);
+        _mm_storeu_pd(p, _mm256_castpd256_pd128(even));
+        _mm_storeu_pd(p + ld, _mm256_castpd256_pd128(odd));
+        _mm_storeu_pd(p + 2 * ld, _mm256_extractf128_pd(even, 1));
+        _mm_storeu_pd(p + 3 * ld, _mm256_extractf128_pd(odd, 1));
+    }
+#else
+    for (int i = 0; i < 4; ++i) {
+        p[i] = row[i][0];
+        p[ld + i] = row[i][1];
+    }
+#endif
+}
+
+// A reflector of order 3 in every lane.
+struct WideReflector {
+    Lanes x, y, z, q, r;
+
+    explicit WideReflector(const Reflector& v)
+        : x(Spread(v.x)), y(Spread(v.y)), z(Spread(v.z)), q(Spread(v.q)), r(Spread(v.r)) {}
+    void Rows(Lanes& a, Lanes& b, Lanes& c) const { ReflectRows(x, y, z, q, r, a, b, c); }
+    void Columns(Lanes& a, Lanes& b, Lanes& c) const { ReflectColumns(x, y, z, q, r, a, b, c); }
+};
+inline void Rows(const Reflector& v, double& a, double& b, double& c) {
+    ReflectRows(v.x, v.y, v.z, v.q, v.r, a, b, c);
+}
+inline void Columns(const Reflector& v, double& a, double& b, double& c) {
+    ReflectColumns(v.x, v.y, v.z, v.q, v.r, a, b, c);
+}
+
+// Reflectors are applied two at a time, so that an element is loaded and stored once for both.
+// What the next one is made of is brought up to date before; its roots and divisions then run
+// beside the bulk of earlier ones, a piece of which stands between their steps.
+class Chase {
+  public:
+    explicit Chase(const QrSweep& s) : s_(s), ld_(s.ld) {}
+
+    void Run() {
+        double p = s_.p, q = s_.q, r = s_.r;
+        if (s_.l != s_.m) At(s_.m, s_.m - 1) = -At(s_.m, s_.m - 1);
+        Reflector first = MakeReflector(p, q, r, Length(p, q, r));
+        Long k = s_.m;
+        for (; k + 1 < s_.en - 1; k += 2) {
+            Corner(k, first);
+            Next next(*this, k + 1);
+            Rows(first, At(k, k + 3), At(k + 1, k + 3), At(k + 2, k + 3));
+            ColumnsOfZ(0, zRows_ / 2);
+            next.Root();
+            ColumnsOfZ(zRows_ / 2, zRows_);
+            const Reflector second = next.Finished();
+            Corner(k + 1, second);
+            Columns(second, At(k, k + 1), At(k, k + 2), At(k, k + 3));
+
+            Next afterwards(*this, k + 2);
+            RowsOfPair(k, first, second);
+            afterwards.Root();
+            ColumnsOfPair(s_.h, k, s_.firstRow, k, first, second);
+            waiting_ = k;
+            waitingFirst_ = first;
+            waitingSecond_ = second;
+            first = afterwards.Finished();
+            zRows_ = s_.z ? ld_ : 0;
+        }
+        ColumnsOfZ(0, zRows_);
+        if (k < s_.en - 1) {
+            Corner(k, first);
+            for (Long j = k + 3; j <= s_.lastColumn; ++j)
+                Rows(first, At(k, j), At(k + 1, j), At(k + 2, j));
+            ColumnsOfOne(s_.h, k, s_.firstRow, k, first);
+            if (s_.z) ColumnsOfOne(s_.z, k, 0, s_.n, first);
+            Next last(*this, k + 1);
+            last.Root();
+            first = last.Finished();
+        }
+        Last(first);
+    }
+
+  private:
+    const QrSweep& s_;
+    Long ld_;
+    // The pair of reflectors that Z has not seen yet, and its rows, none at first.
+    Long waiting_ = 0, zRows_ = 0;
+    Reflector waitingFirst_{}, waitingSecond_{};
+
+    using Quad = double __attribute__((vector_size(4 * sizeof(double))));
+
+    double* Column(double* a, Long c) const { return a + c * ld_; }
+    double& At(Long i, Long j) const { return s_.h[j * ld_ + i]; }
+
+    static double Length(double p, double q, double r) {
+        // Negative for a negative p, but not for −0; a branch would be guessed wrongly too
+        // often.
+        return __builtin_copysign(__builtin_sqrt(p * p + q * q + r * r), p + 0.0);
+    }
+    static Reflector MakeReflector(double p, double q, double r, double s) {
+        p += s;
+        const Quad tail = Quad{q, r, q, r} / Quad{p, p, s, s};  // one division for four
+        return {p / s, tail[2], tail[3], tail[0], tail[1]};
+    }
+
+    // Has x computed here, not only where it is used.
+    static void Pin([[maybe_unused]] double& x) {
+#ifdef __SSE2__
+        __asm__ volatile("" : "+x"(x));
+#endif
+    }
+
+    // The reflector that clears column k − 1 below row k, in three steps. One of zeros, which
+    // changes nothing, when the column is clear.
+    class Next {
+      public:
+        Next(const Chase& chase, Long k) : column_(&chase.At(k, k - 1)) {
+            p_ = column_[0];
+            q_ = column_[1];
+            r_ = k == chase.s_.en - 1 ? 0.0 : column_[2];
+            scale_ = __builtin_fabs(p_) + __builtin_fabs(q_) + __builtin_fabs(r_);
+            if (scale_ == 0.0) return;
+            const Quad scaled = Quad{p_, q_, r_, 0.0} / (scale_ - Quad{});
+            p_ = scaled[0];
+            q_ = scaled[1];
+            r_ = scaled[2];
+            Pin(p_);
+            Pin(q_);
+            Pin(r_);
+        }
+        void Root() {
+            s_ = Length(p_, q_, r_);
+            Pin(s_);
+        }
+        Reflector Finished() {
+            if (scale_ == 0.0) return {};
+            column_[0] = -s_ * scale_;
+            return MakeReflector(p_, q_, r_, s_);
+        }
+
+      private:
+        double* column_;
+        double p_, q_, r_, scale_, s_ = 0.0;
+    };
+
+    // Rows k … k + 3 of columns k … k + 2: all that the next reflector is made of.
+    void Corner(Long k, const Reflector& v) const {
+        double *const a = &At(k, k), *const b = a + ld_, *const c = b + ld_;
+        Rows(v, a[0], a[1], a[2]);
+        Rows(v, b[0], b[1], b[2]);
+        Rows(v, c[0], c[1], c[2]);
+        Columns(v, a[1], b[1], c[1]);
+        Columns(v, a[2], b[2], c[2]);
+        if (k + 3 <= s_.en) Columns(v, a[3], b[3], c[3]);
+        Columns(v, a[0], b[0], c[0]);
+    }
+
+    // Rows k … k + 3 behind column k + 3; also of the columns that fill up the last vector.
+    void RowsOfPair(Long k, const Reflector& first, const Reflector& second) const {
+        const WideReflector v(first), w(second);
+        double* at = &At(k, k + 4);
+        for (Long j = k + 4; j <= s_.lastColumn; j += kLanes, at += kLanes * ld_) {
+            Lanes row[4];
+            LoadRows(at, ld_, row);
+            v.Rows(row[0], row[1], row[2]);
+            w.Rows(row[1], row[2], row[3]);
+            StoreRows(at, ld_, row);
+        }
+    }
+
+    void ColumnsOfZ(Long begin, Long end) const {
+        if (begin < end)
+            ColumnsOfPair(s_.z, waiting_, begin, end, waitingFirst_, waitingSecond_);
+    }
+
+    // Rows begin … end − 1 of columns k … k + 3.
+    void ColumnsOfPair(double* matrix, Long k, Long begin, Long end, const Reflector& first,
+                       const Reflector& second) const {
+        const WideReflector v(first), w(second);
+        double *const a = Column(matrix, k), *const b = a + ld_, *const c = b + ld_,
+                      *const d = c + ld_;
+        Long i = begin;
+        for (; i + kLanes <= end; i += kLanes) {
+            Lanes ai = Load(a + i), bi = Load(b + i), ci = Load(c + i), di = Load(d + i);
+            v.Columns(ai, bi, ci);
+            w.Columns(bi, ci, di);
+            Store(a + i, ai);
+            Store(b + i, bi);
+            Store(c + i, ci);
+            Store(d + i, di);
+        }
+        for (; i < end; ++i) {
+            Columns(first, a[i], b[i], c[i]);
+            Columns(second, b[i], c[i], d[i]);
+        }
+    }
+
+    void ColumnsOfOne(double* matrix, Long k, Long begin, Long end, const Reflector& v) const {
+        double *const a = Column(matrix, k), *const b = a + ld_, *const c = b + ld_;
+        for (Long i = begin; i < end; ++i) Columns(v, a[i], b[i], c[i]);
+    }
+
+    // The reflector of order 2, of rows and columns en − 1 and en.
+    void Last(const Reflector& v) const {
+        const Long k = s_.en - 1;
+        for (Long j = k; j <= s_.lastColumn; ++j) {
+            double* const c = &At(k, j);
+            const double p = c[0] + v.q * c[1];
+            c[0] -= p * v.x;
+            c[1] -= p * v.y;
+        }
+        LastColumns(s_.h, s_.firstRow, s_.en + 1, v);
+        if (s_.z) LastColumns(s_.z, 0, s_.n, v);
+    }
+    void LastColumns(double* matrix, Long begin, Long end, const Reflector& v) const {
+        double *const a = Column(matrix, s_.en - 1), *const b = a + ld_;
+        const Lanes x = Spread(v.x), y = Spread(v.y), q = Spread(v.q);
+        Long i = begin;
+        for (; i + kLanes <= end; i += kLanes) {
+            const Lanes ai = Load(a + i), bi = Load(b + i), p = x * ai + y * bi;
+            Store(a + i, ai - p);
+            Store(b + i, bi - p * q);
+        }
+        for (; i < end; ++i) {
+            const double p = v.x * a[i] + v.y * b[i];
+            a[i] -= p;
+            b[i] -= p * v.q;
+        }
+    }
+};
+
+void ChaseBulge(const QrSweep& sweep) { Chase(sweep).Run(); }
+
+// ---- Hessenberg form ---------------------------------------------------------------------
+
+// The first count ≤ kLanes elements; the other lanes are zero, or stay as they are in memory.
+inline Lanes LoadFirst(const double* p, Long count) {
+    if (count == kLanes) return Load(p);
+    Lanes v{};
+    for (int l = 0; l < kLanes - 1; ++l)
+        if (l < count) v[l] = p[l];
+    return v;
+}
+inline void StoreFirst(double* p, Lanes v, Long count) {
+    if (count == kLanes) return Store(p, v);
+    for (int l = 0; l < kLanes - 1; ++l)
+        if (l < count) p[l] = v[l];
+}
+
+inline Lanes Counting() {
+#ifdef __AVX2__
+    return Lanes{0, 1, 2, 3};
+#else
+    return Lanes{0, 1};
+#endif
+}
+
+class Eliminator {
+  public:
+    explicit Eliminator(const Elimination& s)
+        : s_(s), n_(s.n), m_(s.m), pivotRow_(s.work), partial_(s.work + s.n) {}
+
+    void Run() {
+        for (Long i = m_ + 1; i < n_; ++i) pivotRow_[i] = s_.a[i * n_ + m_];
+        double sum = Target()[m_];
+        for (Long i = m_ + 1; i <= s_.igh; ++i) {
+            partial_[i] = sum;
+            if (s_.y[i] != 0.0) sum += s_.y[i] * pivotRow_[i];
+        }
+        const Long rows = s_.igh + 1;
+        Long r = 0;
+        for (; r + 4 * kLanes <= rows; r += 4 * kLanes) Strip<4>(r, kLanes);
+        for (; r < rows; r += kLanes) Strip<1>(r, rows - r < kLanes ? rows - r : kLanes);
+        for (Long c = s_.igh + 1; c < n_; ++c) ReduceColumn(c);
+    }
+
+  private:
+    const Elimination& s_;
+    Long n_, m_;
+    double* pivotRow_;  // row m
+    double* partial_;   // element m of column m, before column i is added to it
+
+    double* Target() const { return s_.a + m_ * n_; }
+
+    // Vectors × lanes rows from row r on, only the first count of the last vector.
+    template <int kVectors>
+    void Strip(Long r, Long count) const {
+        Lanes sums[kVectors], y[kVectors], index[kVectors];
+        for (int v = 0; v < kVectors; ++v) {
+            const Long at = r + v * kLanes;
+            sums[v] = LoadFirst(Target() + at, count);
+            y[v] = LoadFirst(s_.y + at, count);
+            index[v] = Spread(static_cast<double>(at)) + Counting();
+        }
+        const Long end = r + kVectors * kLanes;
+        Long i = m_ + 1;
+        if (end <= m_ + 1) {
+            for (; i <= s_.igh; ++i) Add<kVectors>(r, count, i, sums);
+        } else if (r <= m_) {  // rows to m, which are not reduced, and rows below
+            for (; i <= s_.igh; ++i) Reduce<kVectors, true>(r, count, i, y, index, sums);
+        } else {
+            for (; i < r; ++i) Reduce<kVectors, false, true>(r, count, i, y, index, sums);
+            for (; i < end && i <= s_.igh; ++i)
+                Reduce<kVectors, true>(r, count, i, y, index, sums);
+            for (; i <= s_.igh; ++i) Reduce<kVectors, false>(r, count, i, y, index, sums);
+        }
+        for (int v = 0; v < kVectors; ++v)
+            StoreFirst(Target() + r + v * kLanes, sums[v], count);
+    }
+
+    template <int kVectors>
+    void Add(Long r, Long count, Long i, Lanes* sums) const {
+        if (s_.y[i] == 0.0) return;
+        const Lanes f = Spread(s_.y[i]);
+        for (int v = 0; v < kVectors; ++v)
+            sums[v] += f * LoadFirst(s_.a + i * n_ + r + v * kLanes, count);
+    }
+
+    // Column i, which column m takes in before the rows below i are reduced in it. A mixed
+    // strip has rows on both sides of i or of m.
+    template <int kVectors, bool kMixed, bool kBelow = false>
+    void Reduce(Long r, Long count, Long i, const Lanes* y, const Lanes* index,
+                Lanes* sums) const {
+        double* const column = s_.a + i * n_ + r;
+        const Lanes e = Spread(pivotRow_[i]), f = Spread(s_.y[i]);
+        const bool adds = s_.y[i] != 0.0;
+        const Lanes here = Spread(static_cast<double>(i)), m = Spread(static_cast<double>(m_));
+        for (int v = 0; v < kVectors; ++v) {
+            const Lanes given = LoadFirst(column + v * kLanes, count);
+            Lanes reduced = given - e * y[v];
+            if (kMixed) reduced = index[v] > m ? reduced : given;
+            StoreFirst(column + v * kLanes, reduced, count);
+            if (!adds) continue;
+            if (kMixed) {
+                const Lanes less = sums[v] - f * Spread(partial_[i]);
+                sums[v] = index[v] == here ? less : sums[v];
+            }
+            const Lanes taken = kBelow   ? given
+                                : kMixed ? (index[v] > here ? given : reduced)
+                                         : reduced;
+            sums[v] += f * taken;
+        }
+    }
+
+    void ReduceColumn(Long c) const {
+        double* const column = s_.a + c * n_;
+        const Lanes e = Spread(pivotRow_[c]);
+        Long r = m_ + 1;
+        for (; r + kLanes <= s_.igh + 1; r += kLanes)
+            Store(column + r, Load(column + r) - e * Load(s_.y + r));
+        for (; r <= s_.igh; ++r) column[r] -= pivotRow_[c] * s_.y[r];
+    }
+};
+
+void Eliminate(const Elimination& step) { Eliminator(step).Run(); }
+
+// ---- Products ----------------------------------------------------------------------------
+
+constexpr Long kTileRows = 2 * kLanes;
+constexpr Long kTileColumns = 4;
+constexpr Long kPanel = 64;  // columns of B that are used while a strip of A is at hand
+
+// The first count rows, packed, times kColumns columns of B.
+template <int kColumns>
+void MultiplyTile(Long n, Long depth, Long count, const double* packed, const double* b,
+                  double* c) {
+    Lanes sums[2][kColumns] = {};
+    for (Long k = 0; k < depth; ++k) {
+        const Lanes first = Load(packed + k * kTileRows),
+                    second = Load(packed + k * kTileRows + kLanes);
+        for (int j = 0; j < kColumns; ++j) {
+            const Lanes f = Spread(b[j * n + k]);
+            sums[0][j] += first * f;
+            sums[1][j] += second * f;
+        }
+    }
+    for (int j = 0; j < kColumns; ++j)
+        for (int v = 0; v < 2 && v * kLanes < count; ++v)
+            StoreFirst(c + j * n + v * kLanes, sums[v][j],
+                       count - v * kLanes < kLanes ? count - v * kLanes : kLanes);
+}
+
+void Multiply(const MatrixProduct& p) {
+    const Long n = p.n, down = p.aIsByRows ? n : 1, along = p.aIsByRows ? 1 : n;
+    const auto depthOf = [&p](Long first, Long end) {
+        int depth = 0;
+        for (Long j = first; j < end; ++j) depth = p.used[j] > depth ? p.used[j] : depth;
+        return depth;
+    };
+    for (Long first = 0; first < n; first += kPanel) {
+        const Long end = first + kPanel < n ? first + kPanel : n, depth = depthOf(first, end);
+        for (Long i = 0; i < n; i += kTileRows) {
+            const Long count = i + kTileRows < n ? kTileRows : n - i;
+            for (Long k = 0; k < depth; ++k)
+                for (Long l = 0; l < kTileRows; ++l)
+                    p.work[k * kTileRows + l] =
+                        l < count ? p.a[(i + l) * down + k * along] : 0.0;
+            Long j = first;
+            for (; j + kTileColumns <= end; j += kTileColumns)
+                MultiplyTile<kTileColumns>(n, depthOf(j, j + kTileColumns), count, p.work,
+                                           p.b + j * n, p.c + j * n + i);
+            for (; j < end; ++j)
+                MultiplyTile<1>(n, p.used[j], count, p.work, p.b + j * n, p.c + j * n + i);
+        }
+    }
+}
+
+// ---- Back-substitution -------------------------------------------------------------------
+
+void Sum(const double* row, int first, int last, const double* y, double* sums) {
+    constexpr int kVectors = kSumWidth / static_cast<int>(kLanes);
+    Lanes sum[kVectors] = {};
+    for (Long m = first; m <= last; ++m) {
+        const Lanes f = Spread(row[m]);
+        for (int v = 0; v < kVectors; ++v) sum[v] += f * Load(y + m * kSumWidth + v * kLanes);
+    }
+    for (int v = 0; v < kVectors; ++v) Store(sums + v * kLanes, sum[v]);
+}
+
+// ------------------------------------------------------------------------------------------
+
+constexpr EigenKernels kEigenKernels = {ChaseBulge, Eliminate, Multiply, Sum};
+
+}  // namespace
+}  // namespace ZEMRA::Vibration
