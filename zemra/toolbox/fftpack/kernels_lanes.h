@@ -162,7 +162,7 @@ FFTPACK_INLINE V root(V m, double n) {
     const V cosine = multiply_subtract(t, taylor_sum<2, 8>(t), spread<V>(1.0));
     const auto isOdd = (turns == 1.0) | (turns == 3.0) | (turns == 5.0);
     const V value = isOdd ? cosine : sine;
-    return (turns == 2.0) | (turns == 3.0) ? -value : value;
+    return ((turns == 2.0) | (turns == 3.0)) ? -value : value;
 }
 
 /// The values first, first + 1 of the complex lanes, in both places of each.
