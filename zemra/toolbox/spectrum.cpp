@@ -64,14 +64,77 @@ void Detrend(int m, Matrix1D<T>& y) {
     for (int j = 0; j < m; ++j) y(j) -= Product(static_cast<double>(j), slope) + intercept;
 }
 
-// n samples of a column from row start on, zero where there is no such row.
+// Samples from place `first` of a segment on, which begins at row start of a column; zero where
+// there is no such row.
 template <typename T>
-void Extract(const Matrix2D<T>& data, int column, std::int64_t start, Matrix1D<T>& x) {
-    const std::int64_t rows = data.Size(0);
-    for (int j = 0; j < x.Size(0); ++j) {
-        const std::int64_t i = start + j;
-        x(j) = i >= 0 && i < rows ? data(static_cast<int>(i), column) : T{};
+void Extract(const Matrix2D<T>& data, int column, std::int64_t start, int first,
+             Matrix1D<T>& x) {
+    const std::int64_t n = x.Size(0);
+    const std::int64_t begin = std::clamp<std::int64_t>(-start, first, n);
+    const std::int64_t end = std::clamp<std::int64_t>(data.Size(0) - start, begin, n);
+    std::fill(x.Data() + first, x.Data() + begin, T{});
+    for (std::int64_t j = begin; j < end; ++j)
+        x.Data()[j] = data.Row(static_cast<int>(start + j)).Data()[column];
+    std::fill(x.Data() + end, x.Data() + n, T{});
+}
+
+// Segments of n samples of the columns. Neighbours share those in which they overlap: a row of
+// a matrix has storage of its own, and to visit it costs more than to transform what it holds.
+template <typename T>
+class SegmentReader {
+  public:
+    SegmentReader(const Matrix2D<T>& data, int n) : data_(data), x_(n) {}
+
+    // From row start on, zero where there is no such row.
+    const Matrix1D<T>& Read(int column, std::int64_t start) {
+        const std::int64_t n = x_.Size(0), advance = start - start_;
+        std::int64_t kept = 0;
+        if (column == column_ && advance >= 0 && advance < n) {
+            kept = n - advance;
+            std::copy_n(x_.Data() + advance, kept, x_.Data());
+        }
+        Extract(data_, column, start, static_cast<int>(kept), x_);
+        column_ = column;
+        start_ = start;
+        return x_;
     }
+
+  private:
+    const Matrix2D<T>& data_;
+    Matrix1D<T> x_;
+    int column_ = -1;
+    std::int64_t start_ = 0;
+};
+
+// y = x times the weights, if there are any.
+template <typename T>
+void Weigh(const Matrix1D<double>& weights, const Matrix1D<T>& x, Matrix1D<T>& y) {
+    const int n = x.Size(0);
+    if (weights.Size(0) == 0) {
+        std::copy_n(x.Data(), n, y.Data());
+        return;
+    }
+    const double* __restrict const w = weights.Data();
+    const T* __restrict const from = x.Data();
+    T* __restrict const to = y.Data();
+    for (int j = 0; j < n; ++j) to[j] = Product(from[j], w[j]);
+}
+
+// squares[i] += share·z[i]²: the parts of a line are added up at the end.
+void AddSquares(double share, const double* __restrict z, std::vector<double>& squares) {
+    double* __restrict const sum = squares.data();
+    for (std::size_t i = 0; i < squares.size(); ++i) sum[i] += share * (z[i] * z[i]);
+}
+
+double LineOf(const std::vector<double>& squares, int line, const Matrix2D<double>&) {
+    const std::size_t k = 2 * static_cast<std::size_t>(line);
+    if (line == 0) return squares[0];
+    return k < squares.size() ? squares[k - 1] + squares[k] : squares[k - 1];
+}
+
+double LineOf(const std::vector<double>& squares, int line, const Matrix2D<Complex>&) {
+    const std::size_t k = 2 * static_cast<std::size_t>(line);
+    return squares[k] + squares[k + 1];
 }
 
 }  // namespace
@@ -124,7 +187,7 @@ Matrix2D<Complex> cFFT::Spectra(const Matrix2D<T>& data, int nfft, bool detrend,
     std::vector<Complex> lines(static_cast<std::size_t>(Lines(nfft, data)));
     Matrix2D<Complex> result(Lines(nfft, data), data.Size(1));
     for (int c = 0; c < data.Size(1); ++c) {
-        Extract(data, c, 0, x);
+        Extract(data, c, 0, 0, x);
         if (detrend) Detrend(m, x);
         Apply(weights, x);
         Transform(nfft, x, lines);
@@ -141,28 +204,34 @@ Matrix2D<double> cFFT::Densities(const Matrix2D<T>& data, ZmAPI_ToolBox::eWindow
     if (m < 2) throw Error(kTooFewPoints);
     const Matrix1D<double> weights = Weights(window, m);
     Prepare(m, data);
+    SegmentReader<T> reader(data, m);
     Matrix1D<T> x(m);
-    std::vector<Complex> lines(static_cast<std::size_t>(Lines(m, data)));
-    Matrix1D<double> mean(Lines(m, data));
-    Matrix2D<double> result(mean.Size(0), data.Size(1));
+    std::vector<double> squares(sizeof(T) / sizeof(double) * static_cast<std::size_t>(m));
+    Matrix2D<double> result(Lines(m, data), data.Size(1));
+    const double share = 1.0 / m / nSegments;
     const std::int64_t rows = data.Size(0), advance = std::int64_t{m} - nOverlap;
     for (int c = 0; c < data.Size(1); ++c) {
-        std::fill_n(mean.Data(), mean.Size(0), 0.0);
+        std::fill(squares.begin(), squares.end(), 0.0);
         for (int s = 0; s < nSegments; ++s) {
             const std::int64_t start = s == nSegments - 1 ? rows - m : advance * s;
             if (start + m <= 0 || start >= rows) continue;  // nothing but zeros
-            Extract(data, c, start, x);
-            Apply(weights, x);
-            Transform(m, x, lines);
-            for (int k = 0; k < mean.Size(0); ++k) {
-                const Complex& line = lines[static_cast<std::size_t>(k)];
-                mean(k) +=
-                    (line.real() * line.real() + line.imag() * line.imag()) / m / nSegments;
-            }
+            Weigh(weights, reader.Read(c, start), x);
+            AddSquares(share, TransformInPlace(x), squares);
         }
-        for (int k = 0; k < mean.Size(0); ++k) result(k, c) = mean(k);
+        for (int k = 0; k < result.Size(0); ++k) result(k, c) = LineOf(squares, k, data);
     }
     return result;
+}
+
+// Packed real lines, or interleaved complex ones.
+const double* cFFT::TransformInPlace(Matrix1D<double>& x) {
+    ofReal_->forward_compressed(x.Data());
+    return x.Data();
+}
+
+const double* cFFT::TransformInPlace(Matrix1D<Complex>& x) {
+    ofComplex_->forward(x.Data());
+    return reinterpret_cast<const double*>(x.Data());
 }
 
 // The transforms of a length are kept for further calls.

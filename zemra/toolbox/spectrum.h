@@ -61,6 +61,8 @@ class cFFT {
     void Prepare(int n, const Matrix2D<Complex>& data);
     void Transform(int n, const Matrix1D<double>& x, std::vector<Complex>& lines);
     void Transform(int n, const Matrix1D<Complex>& x, std::vector<Complex>& lines);
+    const double* TransformInPlace(Matrix1D<double>& x);
+    const double* TransformInPlace(Matrix1D<Complex>& x);
     // Transform the first n values of x with the transform prepared; answer the line count.
     int RealFFT(int n, const Matrix1D<double>& x, Complex* out);
     int ComplexFFT(int n, const Matrix1D<Complex>& x, Complex* out);
