@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 namespace fftpack {
 
@@ -36,6 +37,24 @@ class ref_3d_tp {
     T* p_;
     std::size_t size1_;
     std::size_t size2_;
+};
+
+/// n values to work on, one end of a ping-pong. Storage of some size begins at the start of a
+/// page, like that of the data at the other end, and then elements of one index compete for the
+/// same lines of the cache: the array begins half a page further on.
+template <typename T>
+class work_array {
+  public:
+    work_array() = default;
+    explicit work_array(std::size_t n)
+        : shift_(n < kPage ? 0 : kPage / 2), values_(n + shift_) {}
+
+    T* data() { return values_.data() + shift_; }
+
+  private:
+    static constexpr std::size_t kPage = 4096 / sizeof(T);
+    std::size_t shift_ = 0;
+    std::vector<T> values_;
 };
 
 }  // namespace fftpack

@@ -6,7 +6,9 @@ namespace fftpack {
 
 template <typename RealType, typename ComplexType>
 complex_to_complex<RealType, ComplexType>::complex_to_complex(std::size_t n, const kernels& set)
-    : factorization(n, false), passes_(factors(), set), ch_(n < 2 ? 0 : 2 * n) {}
+    : factorization(n, false),
+      passes_(factors(), unit_circle(n, set), set),
+      ch_(n < 2 ? 0 : 2 * n) {}
 
 template <typename RealType, typename ComplexType>
 void complex_to_complex<RealType, ComplexType>::forward(RealType* seq) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <complex>
 
+#include "zemra/toolbox/fftpack/array_view.h"
 #include "zemra/toolbox/fftpack/factorization.h"
 #include "zemra/toolbox/fftpack/passes.h"
 
@@ -33,7 +34,7 @@ class complex_to_complex : public factorization {
 
   private:
     passes passes_;
-    std::vector<RealType> ch_;  // the other end of the passes' ping-pong
+    work_array<RealType> ch_;  // the other end of the passes' ping-pong
 };
 
 extern template class complex_to_complex<double, std::complex<double>>;

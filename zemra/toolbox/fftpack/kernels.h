@@ -7,14 +7,11 @@ namespace fftpack {
 /// The inner loops of the transforms, compiled for one instruction set. Complex values lie
 /// interleaved, and every factor e^(−iθ) is stored as its conjugate (cos θ, sin θ).
 struct kernels {
-    /// table[i] = e^(2πi·step·(first + i)/n) for 0 ≤ i < count, as pairs; no error exceeds
-    /// one ulp of 1. step·(first + count − 1) is below n.
-    void (*roots)(std::size_t n, std::size_t step, std::size_t first, std::size_t count,
-                  double* table);
+    /// Places that a pass takes side by side, 1 or 2, for the order of its table.
+    std::size_t places;
 
-    /// The (radix − 1)·ido factors of one pass, e^(2πi·j·k/(radix·ido)), in the order in which
-    /// this kernel's pass reads them.
-    void (*twiddles)(std::size_t radix, std::size_t ido, double* table);
+    /// table[k] = e^(2πik/n) for 0 ≤ k < count ≤ n, as pairs; no error exceeds one ulp of 1.
+    void (*roots)(std::size_t n, std::size_t count, double* table);
 
     /// A pass of one of kRadices over l1 groups, from cc(ido, radix, l1) to ch(ido, l1, radix),
     /// arrays of complex values with the first index fastest. in may be out when l1 is 1.
@@ -39,6 +36,10 @@ struct kernels {
     /// p − l. roots holds those of order p. About p²/2 multiplications a column.
     void (*sums)(std::size_t p, std::size_t columns, const double* terms, double* lines,
                  const double* roots);
+
+    /// result = conj(a·Z + b·Z*) for n complex values, of which Z*_f = conj(Z_{n−f}).
+    void (*multiply_spectra)(std::size_t n, const double* a, const double* b, const double* Z,
+                             double* result);
 };
 
 /// The radices of pass; 3, 5 and 9 are those of real_pass.

@@ -31,6 +31,9 @@ using wide = one;
 template <typename V>
 constexpr size_t kWidth = sizeof(V) / sizeof(double);
 
+/// Complex values in a wide.
+constexpr size_t kPlaces = kWidth<wide> / 2;
+
 template <int N>
 using sequence = std::make_integer_sequence<int, N>;
 template <int... J>
@@ -173,28 +176,13 @@ FFTPACK_INLINE two count_from(double first, two) {
 }
 #endif
 
-void fill_roots(size_t n, size_t step, size_t first, size_t count, double* table) {
-    const double order = static_cast<double>(n), by = static_cast<double>(step);
-    size_t i = 0;
-    for (; i + kWidth<wide> / 2 <= count; i += kWidth<wide> / 2)
-        store(table + 2 * i,
-              root(by * count_from(static_cast<double>(first + i), wide{}), order));
-    for (; i < count; ++i)
-        store(table + 2 * i,
-              root(by * count_from(static_cast<double>(first + i), one{}), order));
-}
-
-/// Those of a pass: for the places that a column below takes at once, all factors of each j.
-void fill_twiddles(size_t radix, size_t ido, double* table) {
-    const double n = static_cast<double>(radix * ido);
-    const auto fill = [&](size_t k, auto lanes) {
-        const auto places = count_from(static_cast<double>(k), lanes);
-        for (size_t j = 1; j < radix; ++j, table += kWidth<decltype(lanes)>)
-            store(table, root(static_cast<double>(j) * places, n));
-    };
+void roots(size_t n, size_t count, double* table) {
+    const double order = static_cast<double>(n);
     size_t k = 0;
-    for (; k + kWidth<wide> / 2 <= ido; k += kWidth<wide> / 2) fill(k, wide{});
-    for (; k < ido; ++k) fill(k, one{});
+    for (; k + kPlaces <= count; k += kPlaces)
+        store(table + 2 * k, root(count_from(static_cast<double>(k), wide{}), order));
+    for (; k < count; ++k)
+        store(table + 2 * k, root(count_from(static_cast<double>(k), one{}), order));
 }
 
 // ---- Butterflies: z_k = Σ_j z_j·e^(−2πi·jk/radix), in place
@@ -356,7 +344,7 @@ void pass_of(size_t ido, size_t l1, const double* in, double* out, const double*
     constexpr size_t kStep = kWidth<wide>;
     if (ido == 1) {
         size_t k = 0;
-        for (; k + kStep / 2 <= l1; k += kStep / 2)
+        for (; k + kPlaces <= l1; k += kPlaces)
             last_column<wide, Radix>(in + 2 * Radix * k, out + 2 * k, 2 * l1);
         for (; k < l1; ++k) last_column<one, Radix>(in + 2 * Radix * k, out + 2 * k, 2 * l1);
         return;
@@ -391,9 +379,8 @@ void pass(size_t radix, size_t ido, size_t l1, const double* in, double* out,
 
 template <int Radix>
 void real_pass_of(size_t ido, const double* in, double* out, const double* table) {
-    constexpr size_t kStep = kWidth<wide> / 2;
     size_t i = 0;
-    for (; i + kStep <= ido; i += kStep, table += 2 * kStep * (Radix - 1))
+    for (; i + kPlaces <= ido; i += kPlaces, table += 2 * kPlaces * (Radix - 1))
         real_column<wide, Radix>(in + i, out + 2 * i, ido, table);
     for (; i < ido; ++i, table += 2 * (Radix - 1))
         real_column<one, Radix>(in + i, out + 2 * i, ido, table);
@@ -428,8 +415,7 @@ FFTPACK_INLINE void unfold_lines(size_t half, size_t k, const double* z, double*
 void unfold(size_t half, const double* z, double* lines, const double* table) {
     const size_t end = (half + 1) / 2;  // lines below it have a mirror of their own
     size_t k = 1;
-    for (; k + kWidth<wide> / 2 <= end; k += kWidth<wide> / 2)
-        unfold_lines<wide>(half, k, z, lines, table);
+    for (; k + kPlaces <= end; k += kPlaces) unfold_lines<wide>(half, k, z, lines, table);
     for (; k < end; ++k) unfold_lines<one>(half, k, z, lines, table);
     if (half % 2 == 0) {
         lines[half - 2] = z[half];
@@ -468,7 +454,24 @@ void sums(size_t p, size_t columns, const double* terms, double* lines, const do
     for (; c < columns; ++c) sums_of_columns<double>(p, columns, terms + c, lines + c, roots);
 }
 
-constexpr kernels kKernels = {fill_roots, fill_twiddles, pass, real_pass, unfold, sums};
+template <typename V>
+FFTPACK_INLINE void multiply_lines(size_t f, size_t mirror, const double* a, const double* b,
+                                   const double* Z, double* result) {
+    const V z = load<V>(Z + 2 * f), m = reverse(load<V>(Z + 2 * mirror));
+    store(result + 2 * f,
+          rotate(load<V>(a + 2 * f), alternate(1.0, V{}) * z) + rotate(load<V>(b + 2 * f), m));
+}
+
+void multiply_spectra(size_t n, const double* a, const double* b, const double* Z,
+                      double* result) {
+    multiply_lines<one>(0, 0, a, b, Z, result);
+    size_t f = 1;
+    for (; f + kPlaces <= n; f += kPlaces)
+        multiply_lines<wide>(f, n - f - (kPlaces - 1), a, b, Z, result);
+    for (; f < n; ++f) multiply_lines<one>(f, n - f, a, b, Z, result);
+}
+
+constexpr kernels kKernels = {kPlaces, roots, pass, real_pass, unfold, sums, multiply_spectra};
 
 #undef FFTPACK_INLINE
 

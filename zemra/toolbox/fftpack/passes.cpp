@@ -24,8 +24,12 @@ std::vector<std::size_t> radices(const std::vector<int>& factors) {
     std::sort(result.rbegin(), result.rend());
     result.insert(result.end(), threes / 2, 9);
     result.insert(result.end(), threes % 2, 3);
-    if (twos % 2 == 1) result.push_back(twos == 1 ? 2 : 8);
-    result.insert(result.end(), (twos - (twos % 2 == 0 ? 0 : twos == 1 ? 1 : 3)) / 2, 4);
+    const std::size_t fours = (twos - (twos % 2 == 0 ? 0 : twos == 1 ? 1 : 3)) / 2;
+    result.insert(result.end(), fours, 4);
+    if (twos % 2 == 1)
+        result.insert(
+            result.end() - static_cast<std::ptrdiff_t>(std::min<std::size_t>(fours, 2)),
+            twos == 1 ? 2 : 8);
     return result;
 }
 
@@ -40,7 +44,8 @@ void rotate_all(std::size_t count, const double* __restrict w, double* __restric
 
 }  // namespace
 
-passes::passes(const std::vector<int>& factors, const kernels& set) : kernels_(&set) {
+passes::passes(const std::vector<int>& factors, const unit_circle& circle, const kernels& set)
+    : kernels_(&set) {
     const std::vector<std::size_t> order = radices(factors);
     std::size_t ido = 1, size = 0;
     steps_.resize(order.size());
@@ -53,14 +58,15 @@ passes::passes(const std::vector<int>& factors, const kernels& set) : kernels_(&
     for (step& s : steps_) {
         double* const table = tables_.data() + s.table;
         if (!is_prime_pass(s.radix)) {
-            if (s.ido > 1) set.twiddles(s.radix, s.ido, table);
+            if (s.ido > 1) circle.copy_twiddles(s.radix, s.ido, table);
             continue;
         }
         if (s.ido > 1)
             for (std::size_t j = 1; j < s.radix; ++j)
-                set.roots(s.radix * s.ido, j, 0, s.ido, table + 2 * (j - 1) * s.ido);
+                circle.copy(j * (circle.order() / (s.radix * s.ido)), s.ido,
+                            table + 2 * (j - 1) * s.ido);
         if (primes_.empty() || primes_.back().order() != s.radix)
-            primes_.emplace_back(static_cast<int>(s.radix), set);
+            primes_.emplace_back(s.radix, circle, set);
         s.prime = primes_.size() - 1;
     }
 }

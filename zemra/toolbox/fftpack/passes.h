@@ -6,20 +6,22 @@
 
 #include "zemra/toolbox/fftpack/kernels.h"
 #include "zemra/toolbox/fftpack/prime_sums.h"
+#include "zemra/toolbox/fftpack/unit_circle.h"
 
 namespace fftpack {
 
 /// The radix passes of forward transforms of n complex values, and their tables.
 ///
 /// The kernels work along the places behind a pass, or over its groups where there is but one,
-/// so the primes above 5 come first, then 5s, pairs of 3s as 9s, and powers of two as 4s behind
-/// at most one 8 or 2. (More 8s mean fewer passes, but as many streams a power of two apart,
-/// which from 4096 points on fall on the same few lines of the cache.)
+/// so the primes above 5 come first, then 5s, pairs of 3s as 9s, and powers of two as 4s with
+/// at most one 8 or 2 among them. (More 8s mean fewer passes, but as many streams a power of
+/// two apart, which from 4096 points on fall on the same few lines of the cache. Before the
+/// last two 4s the one is still narrow.)
 class passes {
   public:
     passes() = default;
-    /// factors: those of n, primes or fours, in any order.
-    passes(const std::vector<int>& factors, const kernels& set);
+    /// factors: those of n, primes or fours, in any order; circle: of an order divisible by n.
+    passes(const std::vector<int>& factors, const unit_circle& circle, const kernels& set);
 
     /// Transforms so many groups at a time, whose values lie in from(n, groups), first index
     /// fastest; line k of group g is [k·groups + g] of the result, in from or in other, both of

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "zemra/toolbox/fftpack/array_view.h"
 #include "zemra/toolbox/fftpack/factorization.h"
 #include "zemra/toolbox/fftpack/passes.h"
 
@@ -10,7 +11,7 @@ namespace fftpack {
 namespace {
 
 // From here on a convolution takes less time, by measurement.
-constexpr int kLeastLong = 50;
+constexpr std::size_t kLeastLong = 50;
 
 std::uint64_t power(std::uint64_t base, std::uint64_t exponent, std::uint64_t p) {
     std::uint64_t result = 1;
@@ -42,109 +43,96 @@ std::size_t smooth_length(std::size_t n) {
 
 }  // namespace
 
-// Place t stands for the power gᵗ, t < count = (p − 1)/2. A power above p/2 is taken as its
-// negative, which changes the sign of a difference and of a sine sum; so does g^count = −1.
+// Place t stands for the power gᵗ, which is taken as p less itself when above p/2: that changes
+// the sign of a difference and of a sine sum. So does g^count = −1, count = (p − 1)/2.
 struct prime_sums::convolution {
     struct place {
-        std::size_t index;
+        std::uint32_t index, mirror;
         double sign;
     };
+    const kernels& set;
     std::size_t count, length;
-    std::vector<place> places;
+    std::vector<place> places;  // 0 … count
     passes transform;
-    std::vector<double> own, mirrored;  // a and b of product
-    std::vector<double> values, work;
+    std::vector<double> own, mirrored;  // what multiplies a spectrum and its mirror
+    std::vector<double> values;
+    work_array<double> work;
 
-    convolution(std::size_t p, const double* roots, const kernels& set);
-    void spectrum_of_roots(const double* roots);
-    void run(std::size_t p, std::size_t columns, const double* terms, double* lines);
-    void product(const double* Z, double* result) const;
+    convolution(std::size_t p, const double* roots, const kernels& chosen);
+    void spectra_of_roots(const double* roots);
+    void run(std::size_t columns, const double* terms, double* lines);
 };
 
-prime_sums::convolution::convolution(std::size_t p, const double* roots, const kernels& set)
-    : count(p / 2),
+prime_sums::convolution::convolution(std::size_t p, const double* roots, const kernels& chosen)
+    : set(chosen),
+      count(p / 2),
       length(smooth_length(2 * count - 1)),
-      transform(factorization(length, false).factors(), set),
+      transform(factorization(length, false).factors(), unit_circle(length, chosen), chosen),
       own(2 * length),
       mirrored(2 * length),
       values(2 * length),
       work(2 * length) {
     const std::uint64_t g = primitive_root(p);
-    places.reserve(count);
-    std::size_t power = 1;
-    for (std::size_t t = 0; t < count; ++t, power = power * g % p)
-        places.push_back(power > count ? place{p - power, -1.0} : place{power, 1.0});
-    spectrum_of_roots(roots);
+    places.reserve(count + 1);
+    std::uint64_t power = 1;
+    for (std::size_t t = 0; t <= count; ++t, power = power * g % p) {
+        const auto a = static_cast<std::uint32_t>(power), b = static_cast<std::uint32_t>(p) - a;
+        places.push_back(a < b ? place{a, b, 1.0} : place{b, a, -1.0});
+    }
+    spectra_of_roots(roots);
 }
 
-// Place r of the result takes place t with the root of g^(t−r), for which stands r − t here.
-void prime_sums::convolution::spectrum_of_roots(const double* roots) {
+// Line g^(−r) takes the value at place t times the root of g^(t−r), which stands at r − t here.
+void prime_sums::convolution::spectra_of_roots(const double* roots) {
     const double scale = 1.0 / static_cast<double>(length);
     const auto put = [&](std::size_t at, const place& power, double sign) {
         values[2 * at] = scale * roots[2 * power.index];
         values[2 * at + 1] = scale * sign * power.sign * roots[2 * power.index + 1];
     };
-    put(0, places[0], 1.0);
-    for (std::size_t t = 1; t < count; ++t) {
-        put(length - t, places[t], 1.0);
-        put(t, places[count - t], -1.0);
-    }
+    for (std::size_t t = 0; t < count; ++t) put(t, places[count - t], -1.0);
+    for (std::size_t t = 1; t < count; ++t) put(length - t, places[t], 1.0);
     const double* const P = transform.run(1, values.data(), work.data(), nullptr);
-    // The spectrum C of the cosines and S of the sines: P = C + i·S, and the mirrored conjugate
-    // of P is C − i·S. own is (C + S)/2, mirrored (C − S)/2.
+    // With C the spectrum of the cosines and S that of the sines, P = C + i·S and its mirrored
+    // conjugate is C − i·S. As half of a column's Z + Z* belongs to the sums and half of Z − Z*
+    // to the differences, C and S make Z·(C + S)/2 + Z*·(C − S)/2.
     for (std::size_t f = 0; f < length; ++f) {
         const double *const z = P + 2 * f, *const m = P + 2 * ((length - f) % length);
-        const double cRe = 0.5 * (z[0] + m[0]), cIm = 0.5 * (z[1] - m[1]);
-        const double sRe = 0.5 * (z[1] + m[1]), sIm = -0.5 * (z[0] - m[0]);
-        own[2 * f] = 0.5 * (cRe + sRe);
-        own[2 * f + 1] = 0.5 * (cIm + sIm);
-        mirrored[2 * f] = 0.5 * (cRe - sRe);
-        mirrored[2 * f + 1] = 0.5 * (cIm - sIm);
+        const double cRe = 0.25 * (z[0] + m[0]), cIm = 0.25 * (z[1] - m[1]);
+        const double sRe = 0.25 * (z[1] + m[1]), sIm = 0.25 * (m[0] - z[0]);
+        own[2 * f] = cRe + sRe;
+        own[2 * f + 1] = cIm + sIm;
+        mirrored[2 * f] = cRe - sRe;
+        mirrored[2 * f + 1] = cIm - sIm;
     }
 }
 
-// The conjugate of own·Z + mirrored·Z*, Z* the mirrored conjugate of Z: the cosines meet the
-// part of Z that belongs to the sums, (Z + Z*)/2, the sines the rest.
-void prime_sums::convolution::product(const double* Z, double* result) const {
-    const auto line = [&](std::size_t f, std::size_t mirror) {
-        const double *const z = Z + 2 * f, *const m = Z + 2 * mirror;
-        const double *const a = own.data() + 2 * f, *const b = mirrored.data() + 2 * f;
-        result[2 * f] = (a[0] * z[0] - a[1] * z[1]) + (b[0] * m[0] + b[1] * m[1]);
-        result[2 * f + 1] = (b[0] * m[1] - b[1] * m[0]) - (a[0] * z[1] + a[1] * z[0]);
-    };
-    line(0, 0);
-    for (std::size_t f = 1; f < length; ++f) line(f, length - f);
-}
-
-void prime_sums::convolution::run(std::size_t p, std::size_t columns, const double* terms,
-                                  double* lines) {
+void prime_sums::convolution::run(std::size_t columns, const double* terms, double* lines) {
     for (std::size_t c = 0; c < columns; ++c) {
         const double* const x = terms + c;
         double* const y = lines + c;
-        double sum = x[0];
         for (std::size_t t = 0; t < count; ++t) {
-            const auto& [index, sign] = places[t];
+            const auto& [index, mirror, sign] = places[t];
             values[2 * t] = x[index * columns];
-            values[2 * t + 1] = sign * x[(p - index) * columns];
-            sum += x[index * columns];
+            values[2 * t + 1] = sign * x[mirror * columns];
         }
-        y[0] = sum;
         std::fill(values.begin() + static_cast<std::ptrdiff_t>(2 * count), values.end(), 0.0);
-        double* Z = transform.run(1, values.data(), work.data(), nullptr);
+        double* const Z = transform.run(1, values.data(), work.data(), nullptr);
+        y[0] = x[0] + Z[0];
         double* const other = Z == values.data() ? work.data() : values.data();
-        product(Z, other);
+        set.multiply_spectra(length, own.data(), mirrored.data(), Z, other);
+        // The conjugate of what was asked for.
         const double* const result = transform.run(1, other, Z, nullptr);
         for (std::size_t r = 0; r < count; ++r) {
-            const auto& [index, sign] = places[r == 0 ? 0 : count - r];
+            const auto& [index, mirror, sign] = places[count - r];
             y[index * columns] = x[0] + result[2 * r];
-            y[(p - index) * columns] = (r == 0 ? -sign : sign) * result[2 * r + 1];
+            y[mirror * columns] = sign * result[2 * r + 1];
         }
     }
 }
 
-prime_sums::prime_sums(int p, const kernels& set)
-    : p_(static_cast<std::size_t>(p)), kernels_(&set), roots_(2 * p_) {
-    set.roots(p_, 1, 0, p_, roots_.data());
+prime_sums::prime_sums(std::size_t p, const unit_circle& circle, const kernels& set)
+    : p_(p), kernels_(&set), roots_(2 * p) {
+    circle.copy(circle.order() / p, p, roots_.data());
     if (p >= kLeastLong) long_ = std::make_unique<convolution>(p_, roots_.data(), set);
 }
 prime_sums::prime_sums(prime_sums&&) noexcept = default;
@@ -152,7 +140,7 @@ prime_sums::~prime_sums() = default;
 
 void prime_sums::run(std::size_t columns, const double* terms, double* lines) {
     if (long_)
-        long_->run(p_, columns, terms, lines);
+        long_->run(columns, terms, lines);
     else
         kernels_->sums(p_, columns, terms, lines, roots_.data());
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "zemra/toolbox/fftpack/kernels.h"
+#include "zemra/toolbox/fftpack/unit_circle.h"
 
 namespace fftpack {
 
@@ -22,7 +23,8 @@ class passes;
 /// Rader, Proc. IEEE 56 (1968) 1107–1108.
 class prime_sums {
   public:
-    prime_sums(int p, const kernels& set);
+    /// circle: of an order divisible by p.
+    prime_sums(std::size_t p, const unit_circle& circle, const kernels& set);
     prime_sums(prime_sums&&) noexcept;
     ~prime_sums();
 

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "zemra/toolbox/fftpack/array_view.h"
-
 namespace fftpack {
 
 namespace {
@@ -32,27 +30,28 @@ template <typename RealType, typename ComplexType>
 real_to_complex<RealType, ComplexType>::real_to_complex(std::size_t n, const kernels& set)
     : factorization(n, true), kernels_(&set), n_complex_(n_complex_from_n_real(n)) {
     if (n < 2) return;
+    const unit_circle circle(n, set);
     if (n % 2 == 0) {
         const std::size_t half = n / 2;
-        passes_ = passes(factorization(half, false).factors(), set);
+        passes_ = passes(factorization(half, false).factors(), circle, set);
         wa_.resize(2 * (half / 2));
-        set.roots(n, 1, 1, half / 2, wa_.data());
-        ch_.resize(n);
+        for (std::size_t k = 1; k <= half / 2; ++k) circle.copy(k, wa_.data() + 2 * (k - 1));
+        ch_ = work_array<RealType>(n);
         return;
     }
     radix_ = first_radix(factors());
-    passes_ = passes(without(radix_, factors()), set);
+    passes_ = passes(without(radix_, factors()), circle, set);
     const std::size_t ido = n / radix_;
     wa_.resize(2 * (radix_ - 1) * ido);
-    ch_.resize((radix_ + 1) * ido);
+    ch_ = work_array<RealType>((radix_ + 1) * ido);
     ch2_.resize((radix_ + 1) * ido);
     if (radix_ <= 5 || radix_ == 9) {
-        set.twiddles(radix_, ido, wa_.data());
+        circle.copy_twiddles(radix_, ido, wa_.data());
         return;
     }
-    prime_.emplace_back(static_cast<int>(radix_), set);
+    prime_.emplace_back(radix_, circle, set);
     for (std::size_t j = 1; j <= radix_ / 2; ++j)
-        set.roots(n, j, 0, ido, wa_.data() + 2 * (j - 1) * ido);
+        circle.copy(j, ido, wa_.data() + 2 * (j - 1) * ido);
 }
 
 template <typename RealType, typename ComplexType>

@@ -2,6 +2,7 @@
 
 #include <complex>
 
+#include "zemra/toolbox/fftpack/array_view.h"
 #include "zemra/toolbox/fftpack/factorization.h"
 #include "zemra/toolbox/fftpack/passes.h"
 
@@ -44,11 +45,12 @@ class real_to_complex : public factorization {
   private:
     const kernels* kernels_;
     std::size_t n_complex_;
-    std::size_t radix_ = 1;           // of the first pass on an odd number of values
-    std::vector<prime_sums> prime_;   // of that radix, if it is not one of the kernels'
-    passes passes_;                   // behind it, or of an even number
-    std::vector<RealType> wa_;        // factors of the first pass, or roots to unfold by
-    std::vector<RealType> ch_, ch2_;  // the ends of the passes' ping-pong
+    std::size_t radix_ = 1;          // of the first pass on an odd number of values
+    std::vector<prime_sums> prime_;  // of that radix, if it is not one of the kernels'
+    passes passes_;                  // behind it, or of an even number
+    std::vector<RealType> wa_;       // factors of the first pass, or roots to unfold by
+    work_array<RealType> ch_;        // the other end of the passes' ping-pong
+    std::vector<RealType> ch2_;      // its first end, for an odd number
 
     // Answers Re X_0, and for even n Re X_{n/2}; lines receives X_1 … X_{(n−1)/2}.
     struct real_lines {
