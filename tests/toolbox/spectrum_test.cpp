@@ -164,6 +164,18 @@ TEST(Spectrum, CountsTheSegmentLengthWithoutOverflow) {
     EXPECT_EQ(cFFT::psdNumPoints(0, 1, least), least / 2);
 }
 
+// Two of the segments reach the data; visiting all of them takes seconds.
+TEST(Spectrum, PassesOverSegmentsWithoutData) {
+    cFFT transform;
+    const int most = std::numeric_limits<int>::max();
+    const std::clock_t start = std::clock();
+    const auto& P = dynamic_cast<const Matrix2D<double>&>(transform.psd(
+        Matrix2D<double>(4, 3, 1.0), ZmAPI_ToolBox::WINDOW_NONE, most, /*nOverlap=*/3));
+    EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 0.5);
+    // (1, 1), then the first sample alone, then the last two: at line 0 4/2 + 1/2 + 4/2.
+    EXPECT_NEAR(P(0, 0) * most, 4.5, 1e-15 * 4.5);
+}
+
 TEST(Windows, WeighTheirPoints) {
     EXPECT_NEAR(cWindowHamming(5).Window(0), 0.08, 1e-16);
     EXPECT_EQ(cWindowHamming(5).Window(2), 1.0);

@@ -213,8 +213,10 @@ Matrix2D<double> cFFT::Densities(const Matrix2D<T>& data, ZmAPI_ToolBox::eWindow
     for (int c = 0; c < data.Size(1); ++c) {
         std::fill(squares.begin(), squares.end(), 0.0);
         for (int s = 0; s < nSegments; ++s) {
+            // After the first that holds nothing but zeros so do all, but for the last.
+            if (advance * s + m <= 0 || advance * s >= rows) s = nSegments - 1;
             const std::int64_t start = s == nSegments - 1 ? rows - m : advance * s;
-            if (start + m <= 0 || start >= rows) continue;  // nothing but zeros
+            if (start + m <= 0 || start >= rows) continue;
             Weigh(weights, reader.Read(c, start), x);
             AddSquares(share, TransformInPlace(x), squares);
         }
