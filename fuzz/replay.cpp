@@ -97,7 +97,9 @@ std::uint64_t PlayOver(int fill, const Input& input) {
     return Fuzz::Play(input.data(), input.size());
 }
 
+// Without what the heap keeps at hand from the largest input so far.
 long long Resident() {
+    malloc_trim(0);
     std::ifstream statm("/proc/self/statm");
     long long pages = 0;
     statm >> pages >> pages;
@@ -168,5 +170,5 @@ int main(int argc, char** argv) {
     if (!flat) return 0;
     std::printf("after the first tenth: %lld blocks more, %lld KiB resident more\n", blocks,
                 grown / 1024);
-    return blocks > 16 || grown > (4 << 20) ? 1 : 0;
+    return blocks > 16 || grown > (1 << 20) ? 1 : 0;
 }
