@@ -1,6 +1,6 @@
 // The heap of a host with little memory: while an input is played a block above 16 MiB, as a
-// hostile size asks for, is refused at once, where a real machine might fill its memory first.
-// Counts what is in use.
+// hostile size asks for, is refused at once, where a real machine might fill its memory first,
+// and so is all beyond 256 MiB. Counts what is in use.
 
 #include <malloc.h>
 
@@ -15,6 +15,7 @@
 namespace {
 
 constexpr std::size_t kLargestBlock = std::size_t{1} << 24;
+constexpr long long kMostBytes = 1ll << 28;
 
 std::atomic<long long> blocks = 0, bytes = 0;
 bool mayWrite = false, bounded = false;
@@ -28,7 +29,7 @@ void* TryToAllocate(std::size_t size) {
         untilFailure = -1;
         return nullptr;
     }
-    const bool refused = bounded && size > kLargestBlock;
+    const bool refused = bounded && (size > kLargestBlock || bytes > kMostBytes);
     void* const block = refused ? nullptr : std::malloc(size ? size : 1);
     if (!block) return nullptr;
     ++blocks;

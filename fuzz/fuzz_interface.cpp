@@ -71,6 +71,7 @@ class Host {
     bool callbacksThrow_ = false;  // a callback of the host has been told to throw
     bool busy_ = false;            // within a callback
     bool identified_ = false;
+    bool environmentChanged_ = false;
     inline static Host* self_ = nullptr;
 
     // ---- Callbacks --------------------------------------------------------------------------
@@ -594,8 +595,32 @@ class Host {
                                     modes.data(), given);
     }
 
-    static void AddCompliance(Host& host, ZmAPI_SystemSS& s) { host.Add(s.ComplianceMatrix()); }
+    static void AddCompliance(Host& host, ZmAPI_SystemSS& s) {
+        host.Add(s.ComplianceMatrix());
+        host.errorPasses_ = s.Error();
+        (void)s.GetSystem();
+    }
     static void AddCompliance(Host&, ZmAPI_System&) {}
+
+    // A model under forces, made anew from what the object tells of itself, answers alike,
+    // whatever the object has been through.
+    void Rebuild(ZmAPI_SystemSS& s, const ZmAPI_Matrix& freq) {
+        std::vector<ZmAPI_Actuator> owned;
+        for (int k = 0; k < s.Inputs(); ++k) owned.push_back(s.Actuator(k));
+        std::vector<const ZmAPI_Actuator*> list;
+        for (const auto& actuator : owned) list.push_back(&actuator);
+        const auto isForce = [](const auto& a) { return a.DVAType() == 'F'; };
+        if (s.Error() || environmentChanged_ ||
+            !std::all_of(owned.begin(), owned.end(), isForce))
+            return;
+        ZmAPI_SystemSS fresh(s.Time(), s.ModalMatrix('A'), s.ModalMatrix('B'),
+                             s.ModalMatrix('C'), s.ModalMatrix('D'), list.data());
+        if (!Same(s.TransferFunction(freq), fresh.TransferFunction(freq)))
+            Broken("an old object answers as a fresh one");
+        if (!Same(s.MCT(freq, false), fresh.MCT(freq, false)))
+            Broken("an old object has the states of a fresh one");
+    }
+    void Rebuild(ZmAPI_System&, const ZmAPI_Matrix&) {}
 
     template <typename S>
     void UseSystem(S& s) {
@@ -656,6 +681,7 @@ class Host {
                 const ZmAPI_Matrix H = s.TransferFunction(freq);
                 if (!Same(H, copy.TransferFunction(freq))) Broken("a copy answers alike");
                 if (!Same(H, s.TransferFunction(freq))) Broken("an answer is kept");
+                Rebuild(s, freq);
             }
         }
     }
@@ -730,6 +756,7 @@ class Host {
     }
 
     void Environment() {
+        environmentChanged_ = true;  // and with it the inverse that a model uses
         static const std::string longName(5000, 'x');
         static constexpr const char* kNames[] = {"ZEMRA_VIBRATION_OLD_INVERSE",
                                                  "ZEMRA_VIBRATION_EIGEN_ERROR",
@@ -755,7 +782,7 @@ class Host {
         } else if (what == 4 && pushed_ < Fuzz::kMostHandlers - 1) {
             ++pushed_;
             ZmAPI::PushMessageHandler(&Receive, 0, nullptr);
-        } else if (what == 5) {
+        } else if (what == 5 && pushed_ < Fuzz::kMostHandlers - 1) {
             Fuzz::AllowWriting(true);
             ++pushed_;
             ZmAPI::PushMessageHandler(nullptr, sizeof data, data);
