@@ -392,6 +392,21 @@ TEST(Compliance, WarnsWhereRoundingHidesARigidBody) {
     EXPECT_THAT(messages.Take(), ElementsAre(Pair('w', HasSubstr("nearly singular"))));
 }
 
+// Elimination finds the rigid body of a damped free chain exactly, but rounding parts its
+// double zero into two eigenvalues above 1e-8, which count as elastic.
+TEST(Compliance, WarnsWhereRoundingHidesTheZeroEigenvaluesOfARigidBody) {
+    CapturedMessages messages;
+    const Eigen::MatrixXd M = Eigen::Vector4d(0.125, 1, 8, 2).asDiagonal(),
+                          I = Eigen::Matrix4d::Identity();
+    Eigen::Matrix4d K;
+    K << 21, -21, 0, 0, -21, 46, -25, 0, 0, -25, 59, -34, 0, 0, -34, 34;
+    const Model model = SecondOrder("", M, K / 512, K, I, I);
+    const Eigen::MatrixXcd compliance =
+        FromHost(HostModel({"", model, "FFFF"}).StateSpace().ComplianceMatrix());
+    EXPECT_GT(compliance.cwiseAbs().maxCoeff(), 1e6);  // of springs whose own is below 1/21
+    EXPECT_THAT(messages.Take().back(), Pair('w', HasSubstr("nearly singular")));
+}
+
 // A lone free mass has no elastic mode: D remains.
 TEST(Compliance, OfRigidBodiesAloneIsTheFeedThrough) {
     CapturedMessages messages;

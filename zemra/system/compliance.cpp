@@ -1,6 +1,8 @@
 #include "zemra/system/compliance.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "zemra/eigen/eigen_problem.h"
@@ -29,6 +31,10 @@ constexpr char kNearlySingular[] =
 
 // An eigenvalue of at most this modulus belongs to a rigid body.
 constexpr double kRigidBody = 1e-8;
+
+// Rounding parts the double zero of a free body by about √ε of the largest modulus, so that a
+// kept eigenvalue of a singular matrix may be a hidden zero below this share of it.
+constexpr double kHiddenZero = 1e-7;
 
 bool ZeroColumn(const Matrix2D<double>& a, int j) {
     for (int i = 0; i < a.Size(0); ++i)
@@ -64,10 +70,16 @@ Matrix2D<double> Compliance(const Matrix2D<double>& A, const Matrix2D<double>& B
     return D - CbyA * B;
 }
 
-// The numbers of the modes that are no rigid bodies, and how many eigenvalues the others have.
+// The numbers of the modes that are no rigid bodies, the moduli of the slowest and the fastest
+// of them, and how many eigenvalues the others have.
 struct ElasticModes {
     std::vector<int> numbers;
+    double slowest = std::numeric_limits<double>::infinity();
+    double fastest = 0.0;
     int rigidBodies = 0;
+
+    // The matrix is singular, so a zero must be among the eigenvalues that were left out.
+    bool HideARigidBody() const { return rigidBodies == 0 || slowest <= kHiddenZero * fastest; }
 };
 
 ElasticModes FindElasticModes(const EigenProblem& eigen) {
@@ -76,10 +88,14 @@ ElasticModes FindElasticModes(const EigenProblem& eigen) {
     for (int i = 0, states = 0; i < eigen.Eigenvalues(); i += states, ++mode) {
         const Complex lambda = eigen.Eigenvalue(i);
         states = lambda.imag() == 0.0 ? 1 : 2;
-        if (std::abs(lambda) > kRigidBody)
+        const double modulus = std::abs(lambda);
+        if (modulus > kRigidBody) {
             modes.numbers.push_back(mode);
-        else
+            modes.slowest = std::min(modes.slowest, modulus);
+            modes.fastest = std::max(modes.fastest, modulus);
+        } else {
             modes.rigidBodies += states;
+        }
     }
     return modes;
 }
@@ -91,6 +107,7 @@ Matrix2D<double> ElasticCompliance(const Matrix2D<double>& A, const Matrix2D<dou
     const ElasticModes modes = FindElasticModes(eigen);
     if (modes.rigidBodies > 0) (Warning(kRigidBodies) << modes.rigidBodies).Print();
     if (modes.numbers.empty()) return D;
+    if (modes.HideARigidBody()) Warning(kNearlySingular).Print();
 
     const Canon elastic(A, B, C, D, static_cast<int>(modes.numbers.size()),
                         modes.numbers.data(), eigen);

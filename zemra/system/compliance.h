@@ -24,8 +24,9 @@ void FilterZeros(Matrix2D<double>& A, Matrix2D<double>& B, Matrix2D<double>& C);
 /// removed for the compliance matrix calculation.\n   Rigid body modes uasualy indicate that
 /// the model is not properly constrained." with their number.
 ///
-/// Singular means exactly: where rounding hides a rigid body the result is large and wrong, and
-/// a Warning says that A is nearly singular.
+/// Singular means exactly: where rounding hides a rigid body, in A or in the eigenvalues of an
+/// A that is singular, the result is large and wrong, and a Warning says that A is nearly
+/// singular.
 ///
 /// Throws the Errors of the eigen solution and of Canon, and that of the inverse should the
 /// rest be singular too.
