@@ -1,9 +1,10 @@
 // faults [every]
 // Lets the k-th allocation of each main call fail, then the k-th call of an actuator function,
-// then the k-th message, until the call gets through. Each time the failure comes out as it
-// went in, or where a plain entry point promises so a neutral answer; nothing stays behind on
-// the heap; what the object held is as it was; and asked again it answers as an untouched one,
-// bit by bit. Without "every", late allocations are sampled.
+// then the k-th message, until the call gets through; the callbacks throw something of the
+// host's, then an Error, which a query may print and answer with a neutral value. Each time the
+// failure comes out as it went in, or where a plain entry point promises so a neutral answer;
+// nothing stays behind on the heap; what the object held is as it was; and asked again it
+// answers as an untouched one, bit by bit. Without "every", late allocations are sampled.
 
 #include <algorithm>
 #include <cstdio>
@@ -22,28 +23,38 @@ using Fuzz::MainCall;
 
 int failures = 0;
 
-int countdown = 0;  // to the call of a callback that throws
+// The callback of that number throws something of the host's, or an Error of the library.
+int countdown = 0;
+bool throwsError = false;
 void ThrowAtZero() {
-    if (countdown > 0 && --countdown == 0) throw HostFailure();
+    if (countdown <= 0 || --countdown > 0) return;
+    if (throwsError) throw ZEMRA::Vibration::Error("a callback of the host failed");
+    throw HostFailure();
 }
 
-enum class Fault { kAllocation, kActuator, kMessage };
-constexpr const char* kNames[] = {"allocation", "actuator call", "message"};
+enum Fault { kAllocation, kActuator, kMessage, kActuatorError, kMessageError, kFaults };
+constexpr const char* kNames[kFaults] = {"allocation", "actuator call", "message",
+                                         "actuator call with an Error",
+                                         "message with an Error"};
+
+bool IsError(Fault fault) { return fault == kActuatorError || fault == kMessageError; }
 
 void Arm(Fault fault, int k) {
-    if (fault == Fault::kAllocation) return Fuzz::FailAllocation(k);
+    if (fault == kAllocation) return Fuzz::FailAllocation(k);
     countdown = k;
-    (fault == Fault::kActuator ? Fuzz::onActuator : Fuzz::onMessage) = &ThrowAtZero;
+    throwsError = IsError(fault);
+    const bool byActuator = fault == kActuator || fault == kActuatorError;
+    (byActuator ? Fuzz::onActuator : Fuzz::onMessage) = &ThrowAtZero;
 }
 
 // Whether the fault has happened.
 bool Disarm(Fault fault) {
     Fuzz::onActuator = Fuzz::onMessage = nullptr;
-    return fault == Fault::kAllocation ? Fuzz::AllocationFailed() : countdown == 0;
+    return fault == kAllocation ? Fuzz::AllocationFailed() : countdown == 0;
 }
 
 void Complain(const MainCall& call, Fault fault, int k, const char* what) {
-    std::printf("%s, %s %d: %s\n", call.name, kNames[static_cast<int>(fault)], k, what);
+    std::printf("%s, %s %d: %s\n", call.name, kNames[fault], k, what);
     ++failures;
 }
 
@@ -60,9 +71,12 @@ Outcome Attempt(const Held& held, Fault fault, Answer& answer) {
         held.ask(answer);
         return Outcome::kAnswer;
     } catch (const std::bad_alloc&) {
-        return fault == Fault::kAllocation ? Outcome::kOwnException : Outcome::kOtherException;
+        return fault == kAllocation ? Outcome::kOwnException : Outcome::kOtherException;
     } catch (const HostFailure&) {
-        return fault == Fault::kAllocation ? Outcome::kOtherException : Outcome::kOwnException;
+        const bool own = fault == kActuator || fault == kMessage;
+        return own ? Outcome::kOwnException : Outcome::kOtherException;
+    } catch (const ZEMRA::Vibration::Error&) {
+        return IsError(fault) ? Outcome::kOwnException : Outcome::kOtherException;
     } catch (...) {
         return Outcome::kOtherException;
     }
@@ -83,11 +97,15 @@ bool Interrupted(const MainCall& call, const Answer& expected, Fault fault, int 
         if (outcome == Outcome::kOtherException) complain("another exception comes out");
         if (outcome == Outcome::kOwnException && (call.plain || !happened))
             complain("an exception comes out");
-        // Memory that is wanted, not needed, may be missing: then the answer is complete.
-        if (outcome == Outcome::kAnswer && !(answer == expected) &&
-            !(call.plain && happened && answer.Failed()))
+        // Memory that is wanted, not needed, may be missing: then the answer is complete. An
+        // Error ends in a neutral answer.
+        const bool complete = outcome == Outcome::kAnswer && answer == expected;
+        const bool neutral = IsError(fault) || (call.plain && answer.Failed());
+        if (outcome == Outcome::kAnswer && !complete && !(happened && neutral))
             complain("the answer is another one");
-        if (happened && outcome != Outcome::kAnswer && !(Asked(held.state) == state))
+        // An Error from a handler ends a solution as one of the library's own does.
+        const bool mayChange = complete || fault == kMessageError;
+        if (happened && !mayChange && !(Asked(held.state) == state))
             complain("the object has changed");
         if (happened && !(Asked(held.ask) == expected))
             complain("asked again, the object answers otherwise");
@@ -104,17 +122,18 @@ int main(int argc, char** argv) {
     int total = 0;
     for (const MainCall& call : Fuzz::MainCalls()) {
         const Answer expected = Asked(call.make().ask);
-        if (!expected.Fits()) Complain(call, Fault::kAllocation, 0, "too long an answer");
-        int counts[3] = {};
-        for (const Fault fault : {Fault::kAllocation, Fault::kActuator, Fault::kMessage}) {
+        if (!expected.Fits()) Complain(call, kAllocation, 0, "too long an answer");
+        int counts[kFaults] = {};
+        for (const Fault fault :
+             {kAllocation, kActuator, kMessage, kActuatorError, kMessageError}) {
             int k = 1;
             for (; Interrupted(call, expected, fault, k);
                  k += every ? 1 : 1 + std::max(0, k - 60) / 16)
                 ++total;
-            counts[static_cast<int>(fault)] = k - 1;
+            counts[fault] = k - 1;
         }
         std::printf("%-32s %5d allocations, %3d actuator calls, %2d messages\n", call.name,
-                    counts[0], counts[1], counts[2]);
+                    counts[kAllocation], counts[kActuator], counts[kMessage]);
     }
     std::printf("%d faults, %d failures\n", total, failures);
     return failures == 0 ? 0 : 1;
