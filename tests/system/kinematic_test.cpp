@@ -194,6 +194,29 @@ TEST_P(Motions, ProjectTheirModesOnTheResponseWithTheEquivalentForces) {
     }
 }
 
+// Both models are answered in one sweep: what comes out is what they answer by themselves.
+TEST_P(Motions, ComeOfOneSweepAsOfTwo) {
+    std::vector<double> frequencies;
+    const double top = model.A.eigenvalues().cwiseAbs().maxCoeff();
+    for (int k = 0; k < 24; ++k) frequencies.push_back(1.5 * top * (k + 0.7) / 24);
+    const Frequencies w = Vector(frequencies);
+    for (const Inputs& inputs : AllInputs()) {
+        Excitation excitation{Amplitude};
+        const Actuators actuators(excitation, inputs);
+        const Model full = Constrainable(model, inputs);
+        const auto first = Build(full, actuators, form), second = Build(full, actuators, form);
+        const auto &H = first->TransferFunction(w), &X = second->MCT(w, false);
+        for (int k = 0; k < w.Size(0); ++k) {
+            const Definition at(*first, inputs, w(k));
+            EXPECT_TRUE(Near(at.X, ToEigen(X.Slot(k)), 10 * tolerance)) << w(k);
+            EXPECT_TRUE(Near(at.C * at.X + at.feedthrough, ToEigen(H.Slot(k)), 10 * tolerance))
+                << w(k);
+            EXPECT_EQ(ToEigen(first->MCT(w, false).Slot(k)), ToEigen(X.Slot(k)));
+            EXPECT_EQ(ToEigen(second->TransferFunction(w).Slot(k)), ToEigen(H.Slot(k)));
+        }
+    }
+}
+
 // A mass on a platform that moves: T = (1 + 2jzr)/(1 − r² + 2jzr) with z = c/(2√(km)) and
 // r = w/√(k/m), whatever the platform weighs, for the ratio of displacements, velocities and
 // accelerations alike. At 0 the free body follows its platform.
@@ -305,7 +328,9 @@ TEST(KinematicSystem, SaysSoWhereNoForceGivesTheMotion) {
         const Model full = Constrainable(model, inputs);
         const KinematicModel split(ToCore(full.B), ToCore(full.C), ToCore(full.D), actuators);
         CapturedMessages messages;
-        const Frequencies sweep = Vector({0.5, w});
+        std::vector<double> frequencies = {0.5, w};
+        for (int k = 0; k < 20; ++k) frequencies.push_back(3 + 0.1 * k);
+        const Frequencies sweep = Vector(frequencies);
         const std::function<void(Exposed&)> queries[] = {
             [&](Exposed& system) { system.TransferFunction(sweep); },
             [&](Exposed& system) { system.FrequencyResponse(sweep); },

@@ -43,7 +43,8 @@ void ForceSystemSS::FrequencyResponse(double w, Matrix2D<Complex>& H, bool state
 std::vector<char> ForceSystemSS::SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
                                                bool statesOnly) {
     if (UseOldInverse()) return ForceSystem::SweepTogether(w, H, statesOnly);
-    return sweep_.Run({A_, B_, statesOnly ? nullptr : &C_, statesOnly ? nullptr : &D_}, w, H);
+    if (statesOnly) return sweep_.Run({A_, B_, nullptr, nullptr}, w, H);
+    return sweep_.Run({A_, B_, &C_, &D_, wanted_.empty() ? nullptr : &wanted_}, w, H);
 }
 
 Matrix2D<Complex> ForceSystemSS::Response(double w, bool statesOnly) const {

@@ -19,6 +19,9 @@ class ForceSystemSS : public ForceSystem {
 
     using System::FrequencyResponse;
     const Matrix2D<double>& ABCDMatrix(char which) const override;
+    /// Lets a sweep leave out what it is not asked for: of the transfer function only the
+    /// flagged elements, outputs × inputs and row-major, are judged and answered.
+    void AnswerOnly(std::vector<char> wanted) { wanted_ = std::move(wanted); }
     std::unique_ptr<System> Copy() const override {
         return std::make_unique<ForceSystemSS>(*this);
     }
@@ -43,6 +46,7 @@ class ForceSystemSS : public ForceSystem {
   private:
     Matrix2D<double> A_;
     StateSpaceSweep sweep_;
+    std::vector<char> wanted_;  // empty: everything
 
     Matrix2D<Complex> Response(double w, bool statesOnly) const;
     int ModeNumberToColumn(int mode) const override { return mode; }

@@ -1,5 +1,7 @@
 #include "zemra/system/kinematic_system.h"
 
+#include <algorithm>
+
 #include "zemra/matrix/products.h"
 #include "zemra/message/message.h"
 #include "zemra/solver/matrix_inverse.h"
@@ -68,21 +70,102 @@ KinematicSystem::KinematicSystem(const KinematicSystem& other)
     : System(other),
       model_(DeepCopy(*other.model_)),
       modelH_(DeepCopy(*other.modelH_)),
+      joint_(other.joint_ ? DeepCopy(*other.joint_) : nullptr),
       kinematic_(other.kinematic_) {}
 
-// The force model's sweep comes after the constraint model's: solving may print, and a handler
+void KinematicSystem::SolveTogether(const MakeModel& make) {
+    const Matrix2D<double>&B = model_->B_, &BH = modelH_->B_, &C = model_->C_,
+          &CH = modelH_->C_;
+    const int n = B.Size(0), m = B.Size(1), p = C.Size(0), k = CH.Size(0);
+    if (BH.Size(0) != n) return;
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < k; ++c)
+            if (!(BH(i, c) == B(i, Input(c)))) return;
+
+    Matrix2D<double> bothC(p + k, n), bothD(p + k, m);
+    std::vector<char> wanted(static_cast<std::size_t>(p + k) * static_cast<std::size_t>(m), 1);
+    for (int i = 0; i < p; ++i) {
+        bothC.Row(i) = C.Row(i);
+        bothD.Row(i) = model_->D_.Row(i);
+    }
+    std::fill(wanted.begin() + static_cast<std::ptrdiff_t>(p) * m, wanted.end(), 0);
+    for (int i = 0; i < k; ++i) {
+        bothC.Row(p + i) = CH.Row(i);
+        for (int c = 0; c < k; ++c) {
+            bothD(p + i, Input(c)) = modelH_->D_(i, c);
+            wanted[static_cast<std::size_t>(p + i) * static_cast<std::size_t>(m) +
+                   static_cast<std::size_t>(Input(c))] = 1;
+        }
+    }
+    joint_ = make(bothC, bothD, wanted);
+}
+
+// Says and changes nothing. Whoever needs one answer asks for both, so that its bits do not
+// depend on what was asked before.
+KinematicSystem::Together KinematicSystem::AskForOutputs(const Matrix1D<double>& w) {
+    Together together;
+    if (!joint_) return together;
+    together.H = Matrix3D<Complex>(w.Size(0), joint_->Outputs(), joint_->Inputs());
+    together.solved = joint_->SweepTogether(w, together.H, false);
+    return together;
+}
+
+// G⁻¹, when only that is needed.
+Matrix3D<Complex> KinematicSystem::UnitMotionForces(const Matrix1D<double>& w) {
+    return UnitMotionForces(w, modelH_->HasTransferFunction(w) ? Together() : AskForOutputs(w));
+}
+
+const Matrix3D<Complex>& KinematicSystem::MotionTransferFunction(const Matrix1D<double>& w,
+                                                                 const Together& together) {
+    if (together.solved.empty() || modelH_->HasTransferFunction(w))
+        return modelH_->TransferFunction(w);
+    const int p = model_->Outputs(), k = modelH_->Outputs();
+    Matrix3D<Complex> G(w.Size(0), k, k);
+    for (int f = 0; f < w.Size(0); ++f)
+        for (int i = 0; i < k; ++i)
+            for (int c = 0; c < k; ++c) G(f, i, c) = together.H(f, p + i, Input(c));
+    modelH_->Complete(together.solved, w, G, false);
+    modelH_->StoreTransferFunction(std::move(G), w);
+    return modelH_->tfCache_;
+}
+
+const Matrix3D<Complex>& KinematicSystem::ForceTransferFunction(const Matrix1D<double>& w,
+                                                                Together&& together) {
+    if (together.solved.empty() || model_->HasTransferFunction(w))
+        return model_->TransferFunction(w);
+    Matrix3D<Complex> T(w.Size(0), model_->Outputs(), model_->Inputs());
+    for (int f = 0; f < w.Size(0); ++f)
+        for (int i = 0; i < T.Size(1); ++i)
+            T.Slot(f).Row(i) = std::move(together.H.Slot(f).Row(i));
+    model_->Complete(together.solved, w, T, false);
+    model_->StoreTransferFunction(std::move(T), w);
+    return model_->tfCache_;
+}
+
+// From the matrix that the joint model has prepared.
+const Matrix3D<Complex>& KinematicSystem::ForceStates(const Matrix1D<double>& w) {
+    if (!joint_ || model_->HasMPT(w)) return model_->MPT(w);
+    Matrix3D<Complex> X(w.Size(0), model_->B_.Size(0), model_->Inputs());
+    model_->Complete(joint_->SweepTogether(w, X, true), w, X, true);
+    model_->StoreMPT(std::move(X), w);
+    return model_->mptCache_;
+}
+
+// The force model is completed after the constraint model: solving may print, and a handler
 // that queries this model may replace what the force model answered before.
 const Matrix3D<Complex>& KinematicSystem::TransferFunction(const Matrix1D<double>& w) {
     if (HasTransferFunction(w)) return tfCache_;
-    const Matrix3D<Complex> Ginv = UnitMotionForces(w);
-    StoreTransferFunction(FromForceToKinematic(Ginv, model_->TransferFunction(w)), w);
+    Together together = model_->HasTransferFunction(w) ? Together() : AskForOutputs(w);
+    const Matrix3D<Complex> Ginv = UnitMotionForces(w, together);
+    StoreTransferFunction(
+        FromForceToKinematic(Ginv, ForceTransferFunction(w, std::move(together))), w);
     return tfCache_;
 }
 
 const Matrix3D<Complex>& KinematicSystem::MPT(const Matrix1D<double>& w) {
     if (HasMPT(w)) return mptCache_;
     const Matrix3D<Complex> Ginv = UnitMotionForces(w);
-    StoreMPT(FromForceToKinematic(Ginv, model_->MPT(w)), w);
+    StoreMPT(FromForceToKinematic(Ginv, ForceStates(w)), w);
     return mptCache_;
 }
 
@@ -91,7 +174,7 @@ const Matrix3D<Complex>& KinematicSystem::MCT(const Matrix1D<double>& w, bool wi
     if (HasMCT(w, withActuators)) return mctCache_;
     const Matrix2D<Complex> u = withActuators ? Amplitudes(w) : Matrix2D<Complex>();
     const Matrix3D<Complex> Ginv = UnitMotionForces(w);
-    Matrix3D<Complex> coordinates = FromForceToKinematic(Ginv, model_->MPT(w));
+    Matrix3D<Complex> coordinates = FromForceToKinematic(Ginv, ForceStates(w));
     if (withActuators) ScaleColumns(coordinates, u);
     StoreMCT(std::move(coordinates), w, withActuators);
     return mctCache_;
@@ -134,9 +217,10 @@ Matrix2D<Complex> KinematicSystem::SolveAt(double w) {
 }
 
 // G⁻¹ at every frequency.
-Matrix3D<Complex> KinematicSystem::UnitMotionForces(const Matrix1D<double>& w) {
+Matrix3D<Complex> KinematicSystem::UnitMotionForces(const Matrix1D<double>& w,
+                                                    const Together& together) {
     return FindingForces([&] {
-        const Matrix3D<Complex>& G = modelH_->TransferFunction(w);
+        const Matrix3D<Complex>& G = MotionTransferFunction(w, together);
         Matrix3D<Complex> Ginv = MatrixInverse3D<Complex>::Inverse(G);
         int lost = 0, first = 0;
         for (int k = w.Size(0) - 1; k >= 0; --k)

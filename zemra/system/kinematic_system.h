@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "zemra/system/force_system.h"
@@ -54,6 +55,14 @@ class KinematicSystem : public System {
 
     const ForceSystem& ForceModel() const { return *model_; }
 
+    /// Lets one sweep answer both models where BH holds the kinematic columns of B, as it does
+    /// when KinematicModel made it: that of the model of A and B with the outputs of both,
+    /// which make builds from its C and D. wanted, outputs × inputs and row-major, flags what
+    /// will be asked of it.
+    using MakeModel = std::function<std::unique_ptr<ForceSystem>(
+        const Matrix2D<double>& C, const Matrix2D<double>& D, const std::vector<char>& wanted)>;
+    void SolveTogether(const MakeModel& make);
+
     /// The forces at all inputs that give the actuators' amplitudes u at w: of a force its
     /// amplitude, of the motions G⁻¹ times theirs.
     Matrix1D<Complex> EvaluateActuatorForce(double w, const Matrix1D<Complex>& u);
@@ -64,10 +73,24 @@ class KinematicSystem : public System {
   private:
     std::unique_ptr<ForceSystem> model_;
     std::unique_ptr<ForceSystem> modelH_;
-    std::vector<int> kinematic_;  // the inputs that prescribe a motion, in order
+    std::unique_ptr<ForceSystem> joint_;  // the outputs of both, or null
+    std::vector<int> kinematic_;          // the inputs that prescribe a motion, in order
 
     int Input(int motion) const { return kinematic_[static_cast<std::size_t>(motion)]; }
     Matrix2D<Complex> SolveAt(double w) override;
+
+    // Answers of the joint model, the outputs of both.
+    struct Together {
+        std::vector<char> solved;  // empty: the models are to be asked
+        Matrix3D<Complex> H;
+    };
+    Together AskForOutputs(const Matrix1D<double>& w);
+    const Matrix3D<Complex>& ForceTransferFunction(const Matrix1D<double>& w,
+                                                   Together&& together);
+    const Matrix3D<Complex>& MotionTransferFunction(const Matrix1D<double>& w,
+                                                    const Together& together);
+    const Matrix3D<Complex>& ForceStates(const Matrix1D<double>& w);
+    Matrix3D<Complex> UnitMotionForces(const Matrix1D<double>& w, const Together& together);
     Matrix3D<Complex> UnitMotionForces(const Matrix1D<double>& w);
     void FromForceToKinematic(const Matrix2D<Complex>& Ginv, Matrix2D<Complex>& H) const;
     Matrix3D<Complex> FromForceToKinematic(const Matrix3D<Complex>& Ginv,

@@ -24,7 +24,11 @@ KinematicSystemMS::KinematicSystemMS(double time, const MatrixSparse2D<double>& 
                                      const EigenProblem& eigen)
     : KinematicSystem(time, actuators, MakeForceModel(time, A, B, C, D),
                       MakeForceModel(time, A, BH, CH, DH)),
-      eigen_(eigen) {}
+      eigen_(eigen) {
+    SolveTogether(
+        [&](const Matrix2D<double>& bothC, const Matrix2D<double>& bothD,
+            const std::vector<char>&) { return MakeForceModel(time, A, B, bothC, bothD); });
+}
 
 const MatrixSparse2D<double>& KinematicSystemMS::AMatrix() const {
     return static_cast<const ForceSystemMS&>(ForceModel()).AMatrix();

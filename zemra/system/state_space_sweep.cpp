@@ -158,10 +158,10 @@ double Length(int n, const X& x) {
     return std::sqrt(sum);
 }
 
-// Which outputs an input reaches at all: p × m flags, row-major. The others do not hear of it,
-// whatever the frequency, and elimination leaves their response exactly zero.
+// Which outputs an input reaches at all and is wanted at: p × m flags, row-major. The others do
+// not hear of it, whatever the frequency, and elimination leaves their response exactly zero.
 std::vector<char> Connections(const StateSpaceSweep::Matrices& model) {
-    const auto& [A, B, C, D] = model;
+    const auto& [A, B, C, D, wanted] = model;
     const int n = A.Size(0), m = B.Size(1), p = C ? C->Size(0) : n;
     std::vector<char> connected(Index(p) * Index(m), 0);
     for (int j = 0; j < m; ++j) {
@@ -184,6 +184,8 @@ std::vector<char> Connections(const StateSpaceSweep::Matrices& model) {
                 if (reached[Index(k)] && (C ? (*C)(i, k) != 0.0 : k == i))
                     connected[Index(i) * Index(m) + Index(j)] = 1;
     }
+    for (std::size_t e = 0; wanted && e < connected.size(); ++e)
+        if (!(*wanted)[e]) connected[e] = 0;
     return connected;
 }
 
@@ -238,7 +240,7 @@ class ReducedAnswers {
           list_(list),
           result_(result),
           connected_(Connections(model)) {
-        const auto& [A, B, C, D] = model;
+        const auto& [A, B, C, D, wanted] = model;
         const Matrix2D<double> inputs = transposed ? Transposed(*C) : B;
         const Matrix2D<double> outputs = !C           ? Matrix2D<double>()
                                          : transposed ? Transposed(B)
@@ -475,7 +477,7 @@ std::vector<double> ReducedStateMatrix::Inputs(const Matrix2D<double>& B) const 
 
 std::vector<char> StateSpaceSweep::Run(const Matrices& model, const Matrix1D<double>& w,
                                        Matrix3D<Complex>& result) {
-    const auto& [A, B, C, D] = model;
+    const auto& [A, B, C, D, wanted] = model;
     const int n = A.Size(0), nf = w.Size(0);
     std::vector<char> sure(Index(nf), 0);
     const bool pays = road_ != SweepRoad::kFast || 1.0 * nf * n * n * n >= kWorthPreparing;

@@ -51,6 +51,9 @@ class StateSpaceSweep {
         const Matrix2D<double>& B;  // n × m
         const Matrix2D<double>* C;  // p × n
         const Matrix2D<double>* D;  // p × m
+        // Which elements of the result count, p × m flags, row-major; the others come out as
+        // if the input did not reach the output. Null: all.
+        const std::vector<char>* wanted = nullptr;
     };
 
     explicit StateSpaceSweep(SweepRoad road = SweepRoad::kFast,
