@@ -2,6 +2,8 @@
 
 #include "bench/support/heap.h"
 #include "bench/support/sweep_problems.h"
+#include "zemra/system/kinematic_model.h"
+#include "zemra/system/kinematic_system_ss.h"
 
 #ifdef ZEMRA_LAPACK
 extern "C" {
@@ -115,31 +117,74 @@ void LapackInverse(benchmark::State& state, const Case& c) {
 }
 #endif
 
+// A model whose first input prescribes the motion of the first output.
+struct Driven {
+    explicit Driven(const Case& c)
+        : problem(c),
+          motion('D', nullptr, 0, nullptr, false, 0, nullptr),
+          actuators(c.m, &force),
+          A(ToCore(problem.A)),
+          B(ToCore(problem.B)),
+          split(B, ToCore(WithMotion(c)), Matrix2D<double>(c.p + 1, c.m),
+                (actuators(0) = &motion, actuators)) {}
+
+    // The motion of the chain's last mass, which the input pushes.
+    Eigen::MatrixXd WithMotion(const Case& c) const {
+        Eigen::MatrixXd C(c.p + 1, c.n);
+        C << problem.C, problem.C.row(0);
+        if (c.chain) C.row(c.p) = Eigen::RowVectorXd::Unit(c.n, c.n / 2 - 1);
+        return C;
+    }
+
+    Problem problem;
+    Actuator force, motion;
+    Matrix1D<const Actuator*> actuators;
+    Matrix2D<double> A, B;
+    KinematicModel split;
+};
+
+void DrivenSweep(benchmark::State& state, const Case& c, const Matrix2D<double>& BH,
+                 const Driven& driven) {
+    for (auto _ : state) {
+        KinematicSystemSS model(0.0, driven.A, driven.B, driven.split.C(), driven.split.D(), BH,
+                                driven.split.Chat(), driven.split.Dhat(), driven.actuators);
+        benchmark::DoNotOptimize(&model.TransferFunction(driven.problem.w));
+    }
+    CountFrequencies(state, c.frequencies);
+}
+void DrivenSweep(benchmark::State& state, const Case& c) {
+    const Driven driven(c);
+    DrivenSweep(state, c, driven.split.Bhat(), driven);
+}
+// Constraints whose forces are other ones by a rounding are swept by themselves.
+void TwoSweeps(benchmark::State& state, const Case& c) {
+    const Driven driven(c);
+    Matrix2D<double> BH = driven.split.Bhat();
+    for (int i = 0; i < c.n; ++i) BH(i, 0) *= 1.0 + 0x1p-52;
+    DrivenSweep(state, c, BH, driven);
+}
+
 // One call of what takes long does.
 void Once(benchmark::internal::Benchmark* benchmark, const Case& c) {
     if (c.n >= 800) benchmark->Iterations(1)->Repetitions(1);
-}
-
-void RegisterPeers(const std::string& work, const Case& c) {
-    Once(Register(work, c, "eigen", EigenSolve), c);
-#ifdef ZEMRA_LAPACK
-    Once(Register(work, c, "zgesv", LapackSolve), c);
-    if (c.m == 1) Once(Register(work, c, "zgetri", LapackInverse), c);
-#endif
 }
 
 void RegisterSweep(const Case& c) {
     Once(Register("sweep", c, "ours", Fast), c);
     if (c.n <= 200 && c.frequencies == 200) {
         Register("sweep", c, "ours_baseline", FastBaseline);
-        Register("sweep", c, "ours_written", Written);
+        if (c.m == 1) Register("sweep", c, "ours_written", Written);
     }
-    RegisterPeers("sweep", c);
+#ifdef ZEMRA_LAPACK
+    Once(Register("sweep", c, "zgesv", LapackSolve), c);
+    if (c.m == 1 && c.frequencies == 200)
+        Once(Register("sweep", c, "zgetri", LapackInverse), c);
+#endif
 }
 
 void RegisterWholeSweep(const Case& c) {
     Once(Register("whole_sweep", c, "ours", WholeSweep), c);
-    RegisterPeers("whole_sweep", c);
+    Once(Register("whole_sweep", c, "eigen", EigenSolve), c);
 }
 
 [[maybe_unused]] const bool registered = [] {
@@ -155,6 +200,13 @@ void RegisterWholeSweep(const Case& c) {
         for (const int n : {20, 50, 100, 200, 400, 800})
             RegisterWholeSweep({chain, n, 1, 1, 200});
         RegisterWholeSweep({chain, 100, 20, 20, 200});
+        for (const int n : {20, 100, 200})
+            for (const int m : {1, 3}) {
+                const Case c{chain, n, m, m, 200};
+                Register("kinematic_sweep", c, "ours",
+                         static_cast<void (*)(benchmark::State&, const Case&)>(DrivenSweep));
+                Register("kinematic_sweep", c, "ours_in_two_sweeps", TwoSweeps);
+            }
         RegisterWholeSweep({chain, 100, 1, 1, 1000});
     }
     return true;
