@@ -10,8 +10,10 @@ namespace {
 
 constexpr int kModalGroups = 2;
 
-// The functions of one frequency a lane. Products are fused into sums but for s² + ω², which is
-// taken as the band of the inverse takes it: beside a pole its rounding is what counts.
+// The functions of one frequency a lane. s² + ω² is taken as the band of the inverse takes it:
+// beside a pole its rounding is what counts. Here and in the sums no product is fused: the bits
+// are those of every instruction set, so that a sum of modes that cancel, and what is divided
+// by it, does not change with the processor.
 template <int U>
 class FunctionsOfModes {
   public:
@@ -55,13 +57,13 @@ class FunctionsOfModes {
 
     void OfPair(Long mode, Z<U>* p, Z<U>* q) {
         const double a = in_.a[mode], b = in_.b[mode];
-        const Lanes aa = Spread(a), constant = Spread(a * a + b * b);
+        const Lanes constant = Spread(a * a + b * b);
         for (int u = 0; u < U; ++u) {
             const Lanes re = constant - square_[u], im = -2.0 * a * w_[u];
-            const Lanes inverse = Reciprocal(u, MultiplyAdd(re, re, im * im));
+            const Lanes inverse = Reciprocal(u, re * re + im * im);
             const Lanes x = re * inverse, y = im * inverse;  // 1/(s² + ω²) = x − jy
-            p->re[u] = MultiplySubtract(aa, x, w_[u] * y);
-            p->im[u] = MultiplyAdd(aa, y, w_[u] * x);
+            p->re[u] = w_[u] * y - a * x;
+            p->im[u] = w_[u] * x + a * y;
             q->re[u] = b * x;
             q->im[u] = -b * y;
         }
@@ -71,11 +73,13 @@ class FunctionsOfModes {
     double* Couple(Long mode, bool pair, double* functions) {
         Z<U> p, q{};
         pair ? OfPair(mode, &p, &q) : OfReal(mode, &p);
-        Z<U> e = p * p, f = p * q;
-        e.Subtract(q, q);
+        Z<U> e, f;
         for (int u = 0; u < U; ++u) {
-            f.re[u] *= 2.0;
-            f.im[u] *= 2.0;
+            e.re[u] = (p.re[u] * p.re[u] - p.im[u] * p.im[u]) -
+                      (q.re[u] * q.re[u] - q.im[u] * q.im[u]);
+            e.im[u] = 2.0 * p.re[u] * p.im[u] - 2.0 * q.re[u] * q.im[u];
+            f.re[u] = 2.0 * (p.re[u] * q.re[u] - p.im[u] * q.im[u]);
+            f.im[u] = 2.0 * (p.re[u] * q.im[u] + p.im[u] * q.re[u]);
         }
         return Put(pair, e, f, functions);
     }
@@ -100,8 +104,8 @@ void CombineSome(Long terms, const double* coefficients, const double* functions
         for (int r = 0; r < R; ++r) {
             const Lanes c = Spread(coefficients[r * terms + t]);
             for (int u = 0; u < U; ++u) {
-                sums[r][s].re[u] = MultiplyAdd(c, z.re[u], sums[r][s].re[u]);
-                sums[r][s].im[u] = MultiplyAdd(c, z.im[u], sums[r][s].im[u]);
+                sums[r][s].re[u] += c * z.re[u];
+                sums[r][s].im[u] += c * z.im[u];
             }
         }
     };
