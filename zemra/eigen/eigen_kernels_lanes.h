@@ -34,45 +34,65 @@ inline void ReflectColumns(T x, T y, T z, T q, T r, T& a, T& b, T& c) {
 }
 
 // Four rows of as many columns, of leading dimension ld, as there are lanes.
-inline void LoadRows(const double* p, Long ld, Lanes* row) {
+inline void LoadRows(const double* p, Long ld, Lanes& a, Lanes& b, Lanes& c, Lanes& d) {
 #ifdef __AVX2__
-    for (int half = 0; half < 2; ++half, p += 2) {
-        const __m256d even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(p)),
-                                                  _mm_loadu_pd(p + 2 * ld), 1);
-        const __m256d odd = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(p + ld)),
-                                                 _mm_loadu_pd(p + 3 * ld), 1);
-        row[2 * half] = _mm256_unpacklo_pd(even, odd);
-        row[2 * half + 1] = _mm256_unpackhi_pd(even, odd);
-    }
+    const auto two = [](const double* low, const double* high) {
+        return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(low)),
+                                    _mm_loadu_pd(high), 1);
+    };
+    const __m256d even = two(p, p + 2 * ld), odd = two(p + ld, p + 3 * ld),
+                  evenBelow = two(p + 2, p + 2 * ld + 2),
+                  oddBelow = two(p + ld + 2, p + 3 * ld + 2);
+    a = _mm256_unpacklo_pd(even, odd);
+    b = _mm256_unpackhi_pd(even, odd);
+    c = _mm256_unpacklo_pd(evenBelow, oddBelow);
+    d = _mm256_unpackhi_pd(evenBelow, oddBelow);
 #else
-    for (int i = 0; i < 4; ++i) row[i] = Lanes{p[i], p[ld + i]};
+    a = Lanes{p[0], p[ld]};
+    b = Lanes{p[1], p[ld + 1]};
+    c = Lanes{p[2], p[ld + 2]};
+    d = Lanes{p[3], p[ld + 3]};
 #endif
 }
-inline void StoreRows(double* p, Long ld, const Lanes* row) {
+inline void StoreRows(double* p, Long ld, Lanes a, Lanes b, Lanes c, Lanes d) {
 #ifdef __AVX2__
-    for (int half = 0; half < 2; ++half, p += 2) {
-        const __m256d even = _mm256_unpacklo_pd(row[2 * half], row[2 * half + 1]),
-                      odd = _mm256_unpackhi_pd(row[2 * half], row[2 * half + 1]);
-        _mm_storeu_pd(p, _mm256_castpd256_pd128(even));
-        _mm_storeu_pd(p + ld, _mm256_castpd256_pd128(odd));
-        _mm_storeu_pd(p + 2 * ld, _mm256_extractf128_pd(even, 1));
-        _mm_storeu_pd(p + 3 * ld, _mm256_extractf128_pd(odd, 1));
-    }
+    const auto store = [ld](double* to, Lanes upper, Lanes lower) {
+        const __m256d even = _mm256_unpacklo_pd(upper, lower),
+                      odd = _mm256_unpackhi_pd(upper, lower);
+        _mm_storeu_pd(to, _mm256_castpd256_pd128(even));
+        _mm_storeu_pd(to + ld, _mm256_castpd256_pd128(odd));
+        _mm_storeu_pd(to + 2 * ld, _mm256_extractf128_pd(even, 1));
+        _mm_storeu_pd(to + 3 * ld, _mm256_extractf128_pd(odd, 1));
+    };
+    store(p, a, b);
+    store(p + 2, c, d);
 #else
-    for (int i = 0; i < 4; ++i) {
-        p[i] = row[i][0];
-        p[ld + i] = row[i][1];
+    for (int l = 0; l < kLanes; ++l) {
+        p[l * ld] = a[l];
+        p[l * ld + 1] = b[l];
+        p[l * ld + 2] = c[l];
+        p[l * ld + 3] = d[l];
     }
 #endif
 }
 
-// A reflector of order 3 in every lane.
+// A reflector of order 3 in every lane. Rows are reflected several vectors at a time, step by
+// step, because a processor can only keep so many operations waiting for their operands.
 struct WideReflector {
     Lanes x, y, z, q, r;
 
     explicit WideReflector(const Reflector& v)
         : x(Spread(v.x)), y(Spread(v.y)), z(Spread(v.z)), q(Spread(v.q)), r(Spread(v.r)) {}
-    void Rows(Lanes& a, Lanes& b, Lanes& c) const { ReflectRows(x, y, z, q, r, a, b, c); }
+
+    template <int kVectors>
+    void Rows(Lanes (&a)[kVectors], Lanes (&b)[kVectors], Lanes (&c)[kVectors]) const {
+        Lanes p[kVectors];
+        for (int i = 0; i < kVectors; ++i) p[i] = a[i] + q * b[i];
+        for (int i = 0; i < kVectors; ++i) p[i] += r * c[i];
+        for (int i = 0; i < kVectors; ++i) a[i] -= p[i] * x;
+        for (int i = 0; i < kVectors; ++i) b[i] -= p[i] * y;
+        for (int i = 0; i < kVectors; ++i) c[i] -= p[i] * z;
+    }
     void Columns(Lanes& a, Lanes& b, Lanes& c) const { ReflectColumns(x, y, z, q, r, a, b, c); }
 };
 inline void Rows(const Reflector& v, double& a, double& b, double& c) {
@@ -95,17 +115,17 @@ class Chase {
         Reflector first = MakeReflector(p, q, r, Length(p, q, r));
         Long k = s_.m;
         for (; k + 1 < s_.en - 1; k += 2) {
-            Corner(k, first);
-            Next next(*this, k + 1);
+            Next next(*this, k + 1, Corner(k, first));
             Rows(first, At(k, k + 3), At(k + 1, k + 3), At(k + 2, k + 3));
-            ColumnsOfZ(0, zRows_ / 2);
+            // A third at a time is worth its constants only when Z is large.
+            const Long third = s_.n < 64 ? 0 : zRows_ / 3 / kLanes * kLanes;
+            ColumnsOfZ(0, third);
             next.Root();
-            ColumnsOfZ(zRows_ / 2, zRows_);
+            ColumnsOfZ(third, 2 * third);
             const Reflector second = next.Finished();
-            Corner(k + 1, second);
+            ColumnsOfZ(2 * third, zRows_);
+            Next afterwards(*this, k + 2, Corner(k + 1, second));
             Columns(second, At(k, k + 1), At(k, k + 2), At(k, k + 3));
-
-            Next afterwards(*this, k + 2);
             RowsOfPair(k, first, second);
             afterwards.Root();
             ColumnsOfPair(s_.h, k, s_.firstRow, k, first, second);
@@ -113,16 +133,15 @@ class Chase {
             waitingFirst_ = first;
             waitingSecond_ = second;
             first = afterwards.Finished();
-            zRows_ = s_.z ? ld_ : 0;
+            zRows_ = s_.z ? (s_.n + kLanes - 1) / kLanes * kLanes : 0;
         }
         ColumnsOfZ(0, zRows_);
         if (k < s_.en - 1) {
-            Corner(k, first);
+            Next last(*this, k + 1, Corner(k, first));
             for (Long j = k + 3; j <= s_.lastColumn; ++j)
                 Rows(first, At(k, j), At(k + 1, j), At(k + 2, j));
             ColumnsOfOne(s_.h, k, s_.firstRow, k, first);
             if (s_.z) ColumnsOfOne(s_.z, k, 0, s_.n, first);
-            Next last(*this, k + 1);
             last.Root();
             first = last.Finished();
         }
@@ -152,6 +171,10 @@ class Chase {
         return {p / s, tail[2], tail[3], tail[0], tail[1]};
     }
 
+    struct Below {
+        double p, q, r;
+    };
+
     // Has x computed here, not only where it is used.
     static void Pin([[maybe_unused]] double& x) {
 #ifdef __SSE2__
@@ -163,10 +186,8 @@ class Chase {
     // changes nothing, when the column is clear.
     class Next {
       public:
-        Next(const Chase& chase, Long k) : column_(&chase.At(k, k - 1)) {
-            p_ = column_[0];
-            q_ = column_[1];
-            r_ = k == chase.s_.en - 1 ? 0.0 : column_[2];
+        Next(const Chase& chase, Long k, const Below& below)
+            : column_(&chase.At(k, k - 1)), p_(below.p), q_(below.q), r_(below.r) {
             scale_ = __builtin_fabs(p_) + __builtin_fabs(q_) + __builtin_fabs(r_);
             if (scale_ == 0.0) return;
             const Quad scaled = Quad{p_, q_, r_, 0.0} / (scale_ - Quad{});
@@ -192,29 +213,47 @@ class Chase {
         double p_, q_, r_, scale_, s_ = 0.0;
     };
 
-    // Rows k … k + 3 of columns k … k + 2: all that the next reflector is made of.
-    void Corner(Long k, const Reflector& v) const {
+    // Rows k … k + 3 of columns k … k + 2. What stands below row k in column k then is all that
+    // the next reflector is made of.
+    Below Corner(Long k, const Reflector& v) const {
         double *const a = &At(k, k), *const b = a + ld_, *const c = b + ld_;
-        Rows(v, a[0], a[1], a[2]);
-        Rows(v, b[0], b[1], b[2]);
-        Rows(v, c[0], c[1], c[2]);
-        Columns(v, a[1], b[1], c[1]);
-        Columns(v, a[2], b[2], c[2]);
-        if (k + 3 <= s_.en) Columns(v, a[3], b[3], c[3]);
-        Columns(v, a[0], b[0], c[0]);
+        const bool isLast = k + 3 > s_.en;
+        double a0 = a[0], a1 = a[1], a2 = a[2], a3 = isLast ? 0.0 : a[3];
+        double b0 = b[0], b1 = b[1], b2 = b[2], b3 = isLast ? 0.0 : b[3];
+        double c0 = c[0], c1 = c[1], c2 = c[2], c3 = isLast ? 0.0 : c[3];
+        Rows(v, a0, a1, a2);
+        Rows(v, b0, b1, b2);
+        Rows(v, c0, c1, c2);
+        Columns(v, a1, b1, c1);
+        Columns(v, a2, b2, c2);
+        Columns(v, a3, b3, c3);
+        Columns(v, a0, b0, c0);
+        a[0] = a0, a[1] = a1, a[2] = a2;
+        b[0] = b0, b[1] = b1, b[2] = b2;
+        c[0] = c0, c[1] = c1, c[2] = c2;
+        if (isLast) return {a1, a2, 0.0};
+        a[3] = a3, b[3] = b3, c[3] = c3;
+        return {a1, a2, a3};
     }
 
     // Rows k … k + 3 behind column k + 3; also of the columns that fill up the last vector.
     void RowsOfPair(Long k, const Reflector& first, const Reflector& second) const {
         const WideReflector v(first), w(second);
         double* at = &At(k, k + 4);
-        for (Long j = k + 4; j <= s_.lastColumn; j += kLanes, at += kLanes * ld_) {
-            Lanes row[4];
-            LoadRows(at, ld_, row);
-            v.Rows(row[0], row[1], row[2]);
-            w.Rows(row[1], row[2], row[3]);
-            StoreRows(at, ld_, row);
-        }
+        Long left = s_.lastColumn - (k + 3);
+        for (; left > kLanes; left -= 2 * kLanes) at = RowTiles<2>(at, v, w);
+        if (left > 0) RowTiles<1>(at, v, w);
+    }
+    template <int kTiles>
+    double* RowTiles(double* at, const WideReflector& v, const WideReflector& w) const {
+        Lanes a[kTiles], b[kTiles], c[kTiles], d[kTiles];
+        for (int t = 0; t < kTiles; ++t)
+            LoadRows(at + t * kLanes * ld_, ld_, a[t], b[t], c[t], d[t]);
+        v.Rows(a, b, c);
+        w.Rows(b, c, d);
+        for (int t = 0; t < kTiles; ++t)
+            StoreRows(at + t * kLanes * ld_, ld_, a[t], b[t], c[t], d[t]);
+        return at + kTiles * kLanes * ld_;
     }
 
     void ColumnsOfZ(Long begin, Long end) const {

@@ -140,8 +140,10 @@ class Iteration {
             const double zz = h_(m, m);
             r = x_ - zz;
             double s = y_ - zz;
-            p = (r * s - w_) / h_(m + 1, m) + h_(m, m + 1);
+            const double first = r * s - w_;
             q = h_(m + 1, m + 1) - zz - r - s;
+            if (kernels_ && m > l_ && IsClearlyCoupled(m, first, q)) continue;
+            p = first / h_(m + 1, m) + h_(m, m + 1);
             r = h_(m + 2, m + 1);
             s = std::fabs(p) + std::fabs(q) + std::fabs(r);
             p /= s;
@@ -164,6 +166,19 @@ class Iteration {
                                   LastColumn(), p, q, r});
         else
             ChaseBulge(m, p, q, r);
+    }
+
+    // Whether the test in DoubleStep certainly fails for row m, told without its divisions:
+    // both sides are multiplied by s and by h(m + 1, m), and p is taken too large.
+    bool IsClearlyCoupled(int m, double first, double q) const {
+        const double below = std::fabs(h_(m + 1, m));
+        const double fill =
+            std::fabs(h_(m, m - 1)) * (std::fabs(q) + std::fabs(h_(m + 2, m + 1))) * below;
+        const double neighbours =
+            (std::fabs(first) + std::fabs(h_(m, m + 1)) * below) *
+            (std::fabs(h_(m - 1, m - 1)) + std::fabs(h_(m, m)) + std::fabs(h_(m + 1, m + 1)));
+        constexpr double kClearly = 1e-12, kLargest = std::numeric_limits<double>::max();
+        return fill > kClearly * neighbours && fill <= kLargest;
     }
 
     void ChaseBulge(int m, double p, double q, double r) {
