@@ -1,4 +1,5 @@
-// Transforms, averaged spectra, windows and frequency-dependent elements over any data.
+// Transforms, averaged spectra, windows and the stiffness of frequency-dependent elements over
+// any data.
 
 #include <algorithm>
 #include <cmath>
@@ -70,13 +71,11 @@ void Average(ByteStream& in, Digest& digest) {
     Add(P, digest);
 }
 
-std::vector<double> Parameters(ByteStream& in) { return in.Numbers(6, !in.Rarely()); }
-
 void Evaluate(ByteStream& in, Digest& digest) {
     const int n = in.Choice(6);
     const std::vector<double> w = in.Numbers(static_cast<std::size_t>(n), in.Flag());
     const ZmAPI_Matrix omega(n, w.data());
-    const std::vector<double> p = Parameters(in);
+    const std::vector<double> p = in.Numbers(6, !in.Rarely());
     const bool pairs = in.Flag();
     const ZmAPI_Matrix one =
         ZmAPI_ToolBox::FDEvaluate(p[0], p[1], p[2], p[3], p[4], p[5], omega, pairs);
@@ -92,28 +91,6 @@ void Evaluate(ByteStream& in, Digest& digest) {
     }
 }
 
-void Identify(ByteStream& in, Digest& digest) {
-    const int rows = in.Choice(8), columns = in.Rarely() ? in.Choice(6) : 4;
-    std::vector<double> data;
-    if (in.Flag()) {  // measured on an element
-        const std::vector<double> p = Parameters(in);
-        for (int k = 0; k < rows; ++k) {
-            const double f = 1 + k * (1 + in.Choice(3)), w = f * 6.283185307179586;
-            const ZmAPI_Matrix H = ZmAPI_ToolBox::FDEvaluate(p[0], p[1], p[2], p[3], p[4], p[5],
-                                                             ZmAPI_Matrix(1, &w), true);
-            data.insert(data.end(), {1.0, f, H.Value(0, 0), H.Value(0, 1)});
-        }
-        data.resize(static_cast<std::size_t>(rows * columns));
-    } else {
-        data = in.Numbers(static_cast<std::size_t>(rows * columns), !in.Rarely());
-    }
-    const ZmAPI_Matrix p = ZmAPI_ToolBox::FDElementID(ZmAPI_Matrix(data.data(), rows, columns));
-    if (p.Size(0) != 6) Broken("an element has six parameters");
-    for (int i = 0; i < 6; ++i)
-        if (!std::isfinite(p.Value(i))) Broken("the parameters found are finite");
-    Add(p, digest);
-}
-
 }  // namespace
 
 std::uint64_t Fuzz::Play(const std::uint8_t* data, std::size_t size) {
@@ -121,11 +98,10 @@ std::uint64_t Fuzz::Play(const std::uint8_t* data, std::size_t size) {
     ByteStream in(data, size);
     Digest digest;
     try {
-        const int what = in.Choice(64);
-        what < 24   ? Transform(in, digest)
-        : what < 40 ? Average(in, digest)
-        : what < 62 ? Evaluate(in, digest)
-                    : Identify(in, digest);
+        const int what = in.Choice(8);
+        what < 3   ? Transform(in, digest)
+        : what < 5 ? Average(in, digest)
+                   : Evaluate(in, digest);
     } catch (const std::bad_alloc&) {
         digest.Add(-1);
     }
