@@ -67,6 +67,7 @@ class Host {
     std::array<std::unique_ptr<ZmAPI_System>, kSlots> modal_;
     std::array<ZmAPI_Complex, kSlots> numbers_;
     int pushed_ = 0;
+    int nested_ = 0;
     bool errorPasses_ = false;     // the call may throw an Error of the library
     bool callbacksThrow_ = false;  // a callback of the host has been told to throw
     bool busy_ = false;            // within a callback
@@ -276,6 +277,13 @@ class Host {
     // Mostly a vector; now and then whatever the host has at hand.
     ZmAPI_Matrix FrequencyArgument() { return in_.Rarely() ? AnyMatrix() : Frequencies(); }
 
+    // A few times one that has cross actuators of its own: all of them are copied, so that each
+    // level multiplies what the one below it takes.
+    const ZmAPI_Actuator* Crossed(const ZmAPI_Actuator& actuator) {
+        if (actuator.HasCrossActuator(-1) && ++nested_ > 6) return nullptr;
+        return &actuator;
+    }
+
     ZmAPI_Actuator MakeActuator() {
         const char type =
             in_.Rarely() ? static_cast<char>(in_.Byte()) : "FFFDVA"[in_.Choice(6)];
@@ -296,7 +304,8 @@ class Host {
             case 3: {
                 for (auto& byte : data) byte = in_.Byte();
                 const ZmAPI_Actuator* cross[3];
-                for (auto& slot : cross) slot = in_.Flag() ? &Pick(actuators_) : nullptr;
+                for (auto& slot : cross)
+                    slot = in_.Flag() ? Crossed(Pick(actuators_)) : nullptr;
                 const int count = in_.Rarely() ? -in_.Choice(9) : in_.Choice(4);
                 return ZmAPI_Actuator(type, &Excite, data.size(), data.data(), count,
                                       in_.Rarely() ? nullptr : cross);
