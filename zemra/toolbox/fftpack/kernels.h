@@ -13,12 +13,13 @@ struct kernels {
     /// table[k] = e^(2πik/n) for 0 ≤ k < count ≤ n, as pairs; no error exceeds one ulp of 1.
     void (*roots)(std::size_t n, std::size_t count, double* table);
 
-    /// A pass of one of kRadices over l1 groups, from cc(ido, radix, l1) to ch(ido, l1, radix),
-    /// arrays of complex values with the first index fastest. in may be out when l1 is 1.
+    /// A pass of a radix that has_pass over l1 groups, from cc(ido, radix, l1) to ch(ido, l1,
+    /// radix), arrays of complex values with the first index fastest. in may be out when l1
+    /// is 1.
     void (*pass)(std::size_t radix, std::size_t ido, std::size_t l1, const double* in,
                  double* out, const double* table);
 
-    /// The same on one group of real values, cc(ido, radix), of an odd radix; only the first
+    /// The same on one group of real values, cc(ido, radix), of radix 3, 5 or 9; only the first
     /// (radix + 1)/2 columns of ch(ido, radix) are made, those of which the others are mirrors.
     void (*real_pass)(std::size_t radix, std::size_t ido, const double* in, double* out,
                       const double* table);
@@ -42,8 +43,10 @@ struct kernels {
                              double* result);
 };
 
-/// The radices of pass; 3, 5 and 9 are those of real_pass.
-constexpr int kRadices[] = {2, 3, 4, 5, 8, 9};
+/// Whether the kernels have a pass of the radix; other odd ones need prime_sums.
+constexpr bool has_pass(std::size_t radix) {
+    return (radix >= 2 && radix <= 5) || radix == 8 || radix == 9;
+}
 
 /// Kernels that run on every processor of the architecture.
 extern const kernels baseline_kernels;

@@ -9,8 +9,6 @@ namespace fftpack {
 
 namespace {
 
-bool is_prime_pass(std::size_t radix) { return radix > 5 && radix % 2 == 1 && radix != 9; }
-
 // The radices of the passes, in their order.
 std::vector<std::size_t> radices(const std::vector<int>& factors) {
     std::vector<std::size_t> result;
@@ -57,7 +55,7 @@ passes::passes(const std::vector<int>& factors, const unit_circle& circle, const
     tables_.resize(size);
     for (step& s : steps_) {
         double* const table = tables_.data() + s.table;
-        if (!is_prime_pass(s.radix)) {
+        if (has_pass(s.radix)) {
             if (s.ido > 1) circle.copy_twiddles(s.radix, s.ido, table);
             continue;
         }

@@ -45,7 +45,7 @@ real_to_complex<RealType, ComplexType>::real_to_complex(std::size_t n, const ker
     wa_.resize(2 * (radix_ - 1) * ido);
     ch_ = work_array<RealType>((radix_ + 1) * ido);
     ch2_.resize((radix_ + 1) * ido);
-    if (radix_ <= 5 || radix_ == 9) {
+    if (has_pass(radix_)) {
         circle.copy_twiddles(radix_, ido, wa_.data());
         return;
     }
