@@ -6,9 +6,11 @@
 #include <complex>
 #include <cstddef>
 #include <limits>
+#include <memory>
 #include <utility>
 #include <vector>
 
+#include "zemra/eigen/qz_kernels.h"
 #include "zemra/matrix/kernels.h"
 
 namespace ZEMRA::Vibration {
@@ -31,6 +33,51 @@ class OneBasedView {
 using OneBased = OneBasedView<double>;
 using OneBasedInput = OneBasedView<const double>;
 
+// A square matrix of order n row by row, so that reflections of rows, which must all be done at
+// once, run along them. Its rows and columns are counted from 1. Some zeros stand behind each
+// row, and whole rows of zeros below, for kernels that work on four rows or columns at a time.
+class RowMajor {
+  public:
+    RowMajor(int n, OneBased m)
+        : n_(n),
+          ld_(Leading(n)),
+          numbers_(ld_ * (static_cast<std::size_t>(n) + kStrip) + kLine) {
+        void* start = numbers_.data();
+        std::size_t space = numbers_.size() * sizeof(double);
+        a_ = static_cast<double*>(std::align(kLine * sizeof(double), 1, start, space));
+        for (int j = 1; j <= n; ++j)
+            for (int i = 1; i <= n; ++i) (*this)(i, j) = m(i, j);
+    }
+    RowMajor(const RowMajor&) = delete;
+    RowMajor& operator=(const RowMajor&) = delete;
+    void CopyTo(OneBased m) const {
+        for (int j = 1; j <= n_; ++j)
+            for (int i = 1; i <= n_; ++i) m(i, j) = (*this)(i, j);
+    }
+
+    static constexpr int kStrip = 4;
+
+    double& operator()(int i, int j) const {
+        return a_[static_cast<std::size_t>(i - 1) * ld_ + static_cast<std::size_t>(j - 1)];
+    }
+    long long Stride() const { return static_cast<long long>(ld_); }
+
+  private:
+    int n_;
+    std::size_t ld_;
+    std::vector<double> numbers_;
+    double* a_;
+
+    static constexpr std::size_t kLine = 8;
+    static constexpr std::size_t kBehind = 16;
+    // Rows a multiple of 4096 bytes apart would compete for the same lines of the cache.
+    static std::size_t Leading(int n) {
+        const std::size_t ld =
+            (static_cast<std::size_t>(n) + kBehind + kLine - 1) / kLine * kLine;
+        return ld % 64 == 0 ? ld + kLine : ld;
+    }
+};
+
 double WithSignOf(double y, double x) { return y < 0 ? -x : x; }
 
 // The reflection I + v·uᵀ, u(1) = 1, that turns a vector into a multiple of its first axis;
@@ -47,7 +94,9 @@ struct Reflection {
             u[k] = a[k] / scale;
             sumOfSquares += u[k] * u[k];
         }
-        const double r = WithSignOf(u[0], std::sqrt(sumOfSquares));
+        // Half of the signs are negative: a branch would be guessed wrong as often, and the
+        // work begun behind it lost. + 0.0 makes a negative zero count as positive.
+        const double r = std::copysign(std::sqrt(sumOfSquares), u[0] + 0.0);
         v[0] = -(u[0] + r) / r;
         for (std::size_t k = 1; k < N; ++k) {
             v[k] = -u[k] / r;
@@ -79,6 +128,41 @@ struct Reflection {
         }
     }
 
+    // The same of a matrix row by row.
+    void ApplyToRows(const QzKernels& kernels, const RowMajor& m, int first, int from,
+                     int to) const {
+        if (to < from) return;
+        const int count = to - from + 1;
+        if constexpr (N == 3)
+            kernels.reflectRows3({u[1], u[2], v[0], v[1], v[2]}, count, &m(first, from),
+                                 &m(first + 1, from), &m(first + 2, from));
+        else
+            kernels.reflectRows2({u[1], v[0], v[1]}, count, &m(first, from),
+                                 &m(first + 1, from));
+    }
+
+    void ApplyToRows(const RowMajor& m, int first, int from, int to) const {
+        const auto stride = static_cast<std::size_t>(m.Stride());
+        double* x = &m(first, from);
+        for (int j = from; j <= to; ++j, ++x) {
+            double t = x[0];
+            for (std::size_t k = 1; k < N; ++k) t += u[k] * x[k * stride];
+            for (std::size_t k = 0; k < N; ++k) x[k * stride] += t * v[k];
+        }
+    }
+
+    // Elements last, last − 1, … of rows from to to.
+    void ApplyToColumns(const RowMajor& m, int last, int from, int to) const {
+        for (int i = from; i <= to; ++i) {
+            double* const x = &m(i, last);
+            double t = x[0] + u[1] * x[-1];
+            if constexpr (N == 3) t += u[2] * x[-2];
+            x[0] += t * v[0];
+            x[-1] += t * v[1];
+            if constexpr (N == 3) x[-2] += t * v[2];
+        }
+    }
+
     bool isNone;
     std::array<double, N> u{}, v{};
 };
@@ -86,57 +170,130 @@ struct Reflection {
 // ---------------------------------------------------------------------------------------------
 // qzhes
 
-// Reduces b to triangular form by Householder reflections, which a follows.
-void TriangularizeB(int n, OneBased a, OneBased b) {
-    for (int l = 1; l < n; ++l) {
-        double* const u = b.Column(l);
-        double scale = 0;
-        for (int i = l; i < n; ++i) scale += std::abs(u[i]);
-        if (scale == 0) continue;
-        scale += std::abs(u[l - 1]);
-        double sumOfSquares = 0;
-        for (int i = l - 1; i < n; ++i) {
-            u[i] /= scale;
-            sumOfSquares += u[i] * u[i];
-        }
-        const double r = WithSignOf(u[l - 1], std::sqrt(sumOfSquares));
-        u[l - 1] += r;
-        const double rho = r * u[l - 1];
-        const auto reflect = [&](double* column) {
-            double t = 0;
-            for (int i = l - 1; i < n; ++i) t += u[i] * column[i];
-            AddScaled(n - l + 1, -t / rho, u + (l - 1), column + (l - 1));
-        };
-        for (int j = l + 1; j <= n; ++j) reflect(b.Column(j));
-        for (int j = 1; j <= n; ++j) reflect(a.Column(j));
-        u[l - 1] = -scale * r;
-        std::fill(u + l, u + n, 0.0);
-    }
-}
+// The reduction of a, with b, to Hessenberg and triangular form.
+class Reduction {
+  public:
+    Reduction(int n, const RowMajor& a, const RowMajor& b, OneBased z, long long strideOfZ)
+        : n_(n), a_(a), b_(b), z_(z), strideOfZ_(strideOfZ) {}
 
-// Zeroes column k of a from the bottom up to row k + 2 by reflections of two rows; each fills
-// one element below the diagonal of b, which a reflection of two columns removes.
-void ReduceColumn(int n, int k, OneBased a, OneBased b, OneBased z) {
-    for (int l = n - 1; l > k; --l) {
-        const Reflection<2> rows({a(l, k), a(l + 1, k)});
-        if (rows.isNone) continue;
-        rows.ApplyToRows(a, l, k, n);
-        a(l + 1, k) = 0;
-        rows.ApplyToRows(b, l, l, n);
-        const Reflection<2> columns({b(l + 1, l + 1), b(l + 1, l)});
-        if (columns.isNone) continue;
-        columns.ApplyToColumns(b, l + 1, 1, l + 1);
-        b(l + 1, l) = 0;
-        columns.ApplyToColumns(a, l + 1, 1, n);
-        if (z) columns.ApplyToColumns(z, l + 1, 1, n);
+    // Reduces b to triangular form by Householder reflections, which a follows.
+    void TriangularizeB() {
+        std::vector<double> u(static_cast<std::size_t>(n_));
+        for (int l = 1; l < n_; ++l) {
+            for (int i = l; i <= n_; ++i) u[static_cast<std::size_t>(i - l)] = b_(i, l);
+            const int count = n_ - l + 1;
+            double scale = 0;
+            for (int i = 1; i < count; ++i) scale += std::abs(u[static_cast<std::size_t>(i)]);
+            if (scale == 0) continue;
+            scale += std::abs(u[0]);
+            double sumOfSquares = 0;
+            for (int i = 0; i < count; ++i) {
+                double& x = u[static_cast<std::size_t>(i)];
+                x /= scale;
+                sumOfSquares += x * x;
+            }
+            const double r = WithSignOf(u[0], std::sqrt(sumOfSquares));
+            u[0] += r;
+            const double rho = r * u[0];
+            kernels_.reflectColumns(count, n_ - l, b_.Stride(), &b_(l, l + 1), u.data(), rho);
+            kernels_.reflectColumns(count, n_, a_.Stride(), &a_(l, 1), u.data(), rho);
+            b_(l, l) = -scale * r;
+            for (int i = l + 1; i <= n_; ++i) b_(i, l) = 0;
+        }
     }
-}
+
+    // Zeroes column k of a from the bottom up to row k + 2 by reflections of two rows; each
+    // fills one element below the diagonal of b, which a reflection of two columns removes.
+    // The latter reach a strip of four rows when its first row is to be reflected itself, or
+    // at the end; b's rows need them no more once they are triangular.
+    void ReduceColumn(int k) {
+        columns_.clear();
+        for (int l = n_ - 1; l > k; --l) {
+            if (l % kStrip == 0) CatchUp(l - kStrip + 1);
+            columns_.push_back({});
+            const Reflection<2> rows({a_(l, k), a_(l + 1, k)});
+            if (rows.isNone) continue;
+            rows.ApplyToRows(kernels_, a_, l, k, n_);
+            a_(l + 1, k) = 0;
+            rows.ApplyToRows(kernels_, b_, l, l, n_);
+            const Reflection<2> columns({b_(l + 1, l + 1), b_(l + 1, l)});
+            if (columns.isNone) continue;
+            columns_.back() = {columns.u[1], columns.v[0], columns.v[1]};
+            const int top = StripOf(l);
+            columns.ApplyToColumns(b_, l + 1, top, l + 1);
+            b_(l + 1, l) = 0;
+            columns.ApplyToColumns(a_, l + 1, top, std::min(n_, top + kStrip - 1));
+        }
+        const int strip = StripOf(k + 1);
+        for (int top = 1; top < strip; top += kStrip) CatchUp(top);
+        for (int top = strip + kStrip; top <= n_; top += kStrip) Finish(top);
+        const std::size_t begin = FirstIn(0);
+        if (!z_ || begin >= columns_.size()) return;
+        lists_.push_back(
+            {n_ - static_cast<int>(begin),
+             {columns_.begin() + static_cast<std::ptrdiff_t>(begin), columns_.end()}});
+        if (lists_.size() == kLists) ReflectZ();
+    }
+
+    // What nobody reads can wait: the rows of z, a few at a time, go through the reflections of
+    // several columns of a while they are in the cache.
+    void ReflectZ() {
+        constexpr int kRows = 16;
+        for (int row = 0; row < n_; row += kRows)
+            for (const auto& [last, reflections] : lists_)
+                kernels_.reflectDownColumns(
+                    std::min(kRows, n_ - row), strideOfZ_, z_.Column(last) + row,
+                    static_cast<long long>(reflections.size()), reflections.data());
+        lists_.clear();
+    }
+
+  private:
+    static constexpr int kStrip = RowMajor::kStrip;
+
+    const QzKernels& kernels_ = QzKernelsOf(ChosenKernels());
+    int n_;
+    const RowMajor &a_, &b_;
+    OneBased z_;
+    long long strideOfZ_;
+    std::vector<Reflection2> columns_;  // l + 1 and l, from l = n − 1 down
+
+    // Reflections that z waits for, from those of columns last and last − 1 down.
+    struct List {
+        int last;
+        std::vector<Reflection2> reflections;
+    };
+    std::vector<List> lists_;
+    static constexpr std::size_t kLists = 8;
+
+    // The first row of the strip that a row belongs to.
+    static int StripOf(int row) { return (row - 1) / kStrip * kStrip + 1; }
+
+    // The first reflection from one on.
+    std::size_t FirstIn(std::size_t begin) const {
+        while (begin < columns_.size() && columns_[begin].v0 == 0) ++begin;
+        return begin;
+    }
+
+    // All reflections of columns so far.
+    void CatchUp(int top) { ReflectStrip(top, 0, true); }
+    // Those of a since the strip's rows were reflected themselves, by l = top − 1 last.
+    void Finish(int top) { ReflectStrip(top, static_cast<std::size_t>(n_ - top), false); }
+
+    void ReflectStrip(int top, std::size_t from, bool withB) {
+        const std::size_t begin = FirstIn(from);
+        if (begin >= columns_.size()) return;
+        const int last = n_ - static_cast<int>(begin);
+        kernels_.reflectDownRows(a_.Stride(), &a_(top, last), withB ? &b_(top, last) : nullptr,
+                                 static_cast<long long>(columns_.size() - begin),
+                                 columns_.data() + begin);
+    }
+};
 
 // ---------------------------------------------------------------------------------------------
 // qzit
 
 // The largest sum of magnitudes along a row of a Hessenberg matrix; 1 for the zero matrix.
-double HessenbergNorm(int n, OneBased m) {
+double HessenbergNorm(int n, const RowMajor& m) {
     double norm = 0;
     for (int i = 1; i <= n; ++i) {
         double sum = 0;
@@ -150,11 +307,27 @@ double HessenbergNorm(int n, OneBased m) {
 // where two small elements of a follow each other.
 class Iteration {
   public:
-    Iteration(int n, OneBased a, OneBased b, OneBased z, double epsa, double epsb)
-        : n_(n), a_(a), b_(b), z_(z), epsa_(epsa), epsb_(epsb), en_(n), budget_(30 * n) {}
+    Iteration(int n, const RowMajor& a, const RowMajor& b, OneBased z, long long strideOfZ,
+              double epsa, double epsb)
+        : n_(n),
+          a_(a),
+          b_(b),
+          z_(z),
+          strideOfZ_(strideOfZ),
+          epsa_(epsa),
+          epsb_(epsb),
+          en_(n),
+          budget_(30 * n) {}
 
     // 0, or the row whose eigenvalue was sought when the budget ran out.
     int Run() {
+        const int unsolved = Iterate();
+        SweepZ();
+        return unsolved;
+    }
+
+  private:
+    int Iterate() {
         while (en_ > 2) {
             lastColumn_ = z_ ? n_ : en_;
             for (iterations_ = 0; FindBlock() && DeflateTopOfB(); ++iterations_, --budget_) {
@@ -167,9 +340,11 @@ class Iteration {
         return 0;
     }
 
-  private:
+    const QzKernels& kernels_ = QzKernelsOf(ChosenKernels());
     int n_;
-    OneBased a_, b_, z_;
+    const RowMajor &a_, &b_;
+    OneBased z_;
+    long long strideOfZ_;
     double epsa_, epsb_;
     int en_, ld_ = 1, l_ = 1;
     int iterations_ = 0;                 // for the eigenvalue sought
@@ -177,6 +352,7 @@ class Iteration {
     int firstRow_ = 1, lastColumn_ = 0;  // what the transformations keep up
     bool isDouble_ = true;
     std::array<double, 3> start_{};  // the first column of the shifted product
+    std::vector<SweepStep> steps_;   // of the sweep, from row l on
 
     // Finds the unreduced block that ends in row en. False when it has at most two rows: then
     // it is left for qzval, and en moves above it.
@@ -204,8 +380,8 @@ class Iteration {
             b_(l_, l_) = 0;
             const Reflection<2> rows({a_(l_, l_), a_(l_ + 1, l_)});
             if (!rows.isNone) {
-                rows.ApplyToRows(a_, l_, l_, lastColumn_);
-                rows.ApplyToRows(b_, l_, l_, lastColumn_);
+                rows.ApplyToRows(kernels_, a_, l_, l_, lastColumn_);
+                rows.ApplyToRows(kernels_, b_, l_, l_, lastColumn_);
             }
             if (l_ != 1) a_(l_, l_ - 1) = -a_(l_, l_ - 1);
             ++l_;
@@ -264,47 +440,147 @@ class Iteration {
         return true;
     }
 
-    // Chases the bulge of the starting column down to row en.
+    // Chases the bulge of the starting column down to row en. What is done to the columns does
+    // not matter to the rest of the sweep but in the next three rows: the rows above take it
+    // all when the sweep is over.
+    //
+    // A step is three reflections, each of which needs the one before: most of the time that
+    // takes is latency. So what the next one needs is done first, number by number, and rows
+    // are reflected farther right while it is being made.
     void Sweep() {
+        steps_.clear();
         for (int k = l_; k < en_; ++k) {
-            if (isDouble_ && k != en_ - 1) {
-                if (!ReflectRows<3>(k)) continue;
-                RestoreRowOfB<3>(k);
-            } else if (!ReflectRows<2>(k)) {
-                return;
-            }
-            RestoreRowOfB<2>(k);
+            steps_.push_back({});
+            if (isDouble_ && k != en_ - 1)
+                Step<3>(k);
+            else if (!Step<2>(k))
+                steps_.pop_back();
         }
+        SweepRowsAbove();
+        if (!z_) return;
+        sweeps_.push_back({isDouble_, l_, en_, steps_});
+        if (sweeps_.size() == kSweeps) SweepZ();
     }
 
-    // Zeroes column k − 1 of a in the rows below k, or the starting column when there is none.
+    // Zeroes column k − 1 of a in the N − 1 rows below k, or the starting column when there is
+    // none, then what that brings below the diagonal of b. False when the former is zero.
     template <std::size_t N>
-    bool ReflectRows(int k) {
+    bool Step(int k) {
         const bool isFirst = k == l_;
-        const double* const column = isFirst ? start_.data() : &a_(k, k - 1);
         std::array<double, N> x;
-        std::copy_n(column, N, x.begin());
+        for (int i = k; double& element : x) {
+            element = isFirst ? start_[static_cast<std::size_t>(i - k)] : a_(i, k - 1);
+            ++i;
+        }
         const Reflection<N> rows(x);
         if (rows.isNone) return false;
-        const int from = isFirst ? k : k - 1;
-        rows.ApplyToRows(a_, k, from, lastColumn_);
-        rows.ApplyToRows(b_, k, from, lastColumn_);
-        if (!isFirst) std::fill_n(&a_(k + 1, k - 1), N - 1, 0.0);
+        const int far = FirstFarColumn(k), near = std::min(far - 1, lastColumn_);
+        rows.ApplyToRows(b_, k, k, near);
+        const auto nearOfA = [&] {
+            rows.ApplyToRows(a_, k, isFirst ? k : k - 1, near);
+            for (int i = 1; !isFirst && i < static_cast<int>(N); ++i) a_(k + i, k - 1) = 0.0;
+        };
+        if constexpr (N == 3) {
+            const Reflection<3> wide(RowOfB<3>(k));
+            nearOfA();
+            rows.ApplyToRows(kernels_, b_, k, far, lastColumn_);
+            RestoreRowOfB(k, wide);
+            if (!wide.isNone)
+                steps_.back().wide = {wide.u[1], wide.u[2], wide.v[0], wide.v[1], wide.v[2]};
+        }
+        const Reflection<2> narrow(RowOfB<2>(k));
+        if constexpr (N == 2) {
+            nearOfA();
+            rows.ApplyToRows(kernels_, b_, k, far, lastColumn_);
+        }
+        rows.ApplyToRows(kernels_, a_, k, far, lastColumn_);
+        RestoreRowOfB(k, narrow);
+        if (!narrow.isNone) steps_.back().narrow = {narrow.u[1], narrow.v[0], narrow.v[1]};
+        ReflectNextRowsOfA(k);
         return true;
+    }
+
+    // Behind the columns that step k changes, and where a vector begins.
+    static int FirstFarColumn(int k) {
+        constexpr int kVector = 4;
+        return (k + 1 + kVector) / kVector * kVector + 1;
+    }
+
+    // The first of the rows that step k changes at once. Those above it, in strips of four,
+    // wait for the end of the sweep: from step 4s on rows 1 … 4s are above.
+    static int FirstRowAtOnce(int k) { return k / RowMajor::kStrip * RowMajor::kStrip + 1; }
+
+    // Row k + N − 1 of b, from its diagonal back to column k.
+    template <std::size_t N>
+    std::array<double, N> RowOfB(int k) const {
+        const int row = k + static_cast<int>(N) - 1;
+        std::array<double, N> x;
+        for (int j = row; double& element : x) element = b_(row, j--);
+        return x;
     }
 
     // Zeroes the elements of b in row k + N − 1 from column k to its diagonal.
     template <std::size_t N>
-    void RestoreRowOfB(int k) {
-        const int row = k + static_cast<int>(N) - 1;
-        std::array<double, N> x;
-        for (int j = row; double& element : x) element = b_(row, j--);
-        const Reflection<N> columns(x);
+    void RestoreRowOfB(int k, const Reflection<N>& columns) const {
         if (columns.isNone) return;
-        columns.ApplyToColumns(a_, row, firstRow_, std::min(en_, k + (isDouble_ ? 3 : 2)));
-        columns.ApplyToColumns(b_, row, firstRow_, std::min(en_, k + (isDouble_ ? 3 : 2)));
+        const int row = k + static_cast<int>(N) - 1;
+        columns.ApplyToColumns(b_, row, FirstRowAtOnce(k), row);
         for (int j = k; j < row; ++j) b_(row, j) = 0;
-        if (z_) columns.ApplyToColumns(z_, row, 1, n_);
+    }
+
+    void ReflectNextRowsOfA(int k) {
+        const auto& [wide, narrow] = steps_.back();
+        const int last = std::min(en_, k + (isDouble_ ? 3 : 2));
+        for (int i = FirstRowAtOnce(k); i <= last; ++i) {
+            double* const z = &a_(i, k);
+            if (isDouble_) {
+                const double t = z[2] + wide.u1 * z[1] + wide.u2 * z[0];
+                z[2] += t * wide.v0;
+                z[1] += t * wide.v1;
+                z[0] += t * wide.v2;
+            }
+            const double t = z[1] + narrow.u1 * z[0];
+            z[1] += t * narrow.v0;
+            z[0] += t * narrow.v1;
+        }
+    }
+
+    void SweepRowsAbove() const {
+        const int end = l_ + static_cast<int>(steps_.size());
+        int row = FirstRowAtOnce(firstRow_ - 1);
+        for (int k; (k = std::max(l_, row + RowMajor::kStrip - 1)) < end;
+             row += RowMajor::kStrip)
+            kernels_.sweepRows(isDouble_, a_.Stride(), &a_(row, k), &b_(row, k), end - k,
+                               steps_.data() + (k - l_));
+    }
+
+    // Sweeps that z waits for: nobody reads it, and a few rows at a time go through several
+    // while they are in the cache.
+    struct SweepOfZ {
+        bool isDouble;
+        int l, en;
+        std::vector<SweepStep> steps;
+    };
+    std::vector<SweepOfZ> sweeps_;
+    static constexpr std::size_t kSweeps = 8;
+
+    void SweepZ() {
+        constexpr int kRows = 16;
+        for (int row = 0; row < n_; row += kRows)
+            for (const SweepOfZ& sweep : sweeps_) {
+                const auto pass = [&](bool isWide, int begin, int end) {
+                    if (begin < end)
+                        kernels_.sweepColumns(isWide, std::min(kRows, n_ - row), strideOfZ_,
+                                              z_.Column(begin) + row, end - begin,
+                                              sweep.steps.data() + (begin - sweep.l));
+                };
+                const int end = sweep.l + static_cast<int>(sweep.steps.size());
+                // The last step of a double sweep has no third column.
+                const int endOfWide = sweep.isDouble ? std::min(end, sweep.en - 1) : sweep.l;
+                pass(true, sweep.l, endOfWide);
+                pass(false, endOfWide, end);
+            }
+        sweeps_.clear();
     }
 };
 
@@ -617,8 +893,9 @@ void Normalise(int n, const double* alfi, OneBased z) {
         double* const re = z.Column(j);
         double* const im = alfi[j - 1] != 0 && j < n ? z.Column(j + 1) : nullptr;
         double largest = 0;
-        for (int i = 0; i < n; ++i)
-            largest = std::max(largest, im ? std::hypot(re[i], im[i]) : std::abs(re[i]));
+        for (int i = 0; i < n; ++i)  // squares within the range that the components are kept in
+            largest = std::max(largest, im ? re[i] * re[i] + im[i] * im[i] : std::abs(re[i]));
+        if (im) largest = std::sqrt(largest);
         for (int i = 0; i < n; ++i) re[i] /= largest;
         if (!im) continue;
         for (int i = 0; i < n; ++i) im[i] /= largest;
@@ -629,25 +906,34 @@ void Normalise(int n, const double* alfi, OneBased z) {
 }  // namespace
 
 void qzhes(int nm, int n, double* a, double* b, double* z) {
-    const OneBased A(nm, a), B(nm, b), Z(nm, z);
+    const OneBased columnsOfA(nm, a), columnsOfB(nm, b), Z(nm, z);
     if (Z) {
         for (int j = 1; j <= n; ++j) {
             std::fill_n(Z.Column(j), n, 0.0);
             Z(j, j) = 1;
         }
     }
-    TriangularizeB(n, A, B);
-    for (int k = 1; k <= n - 2; ++k) ReduceColumn(n, k, A, B, Z);
+    if (n < 2) return;
+    const RowMajor A(n, columnsOfA), B(n, columnsOfB);
+    Reduction reduction(n, A, B, Z, nm);
+    reduction.TriangularizeB();
+    for (int k = 1; k <= n - 2; ++k) reduction.ReduceColumn(k);
+    reduction.ReflectZ();
+    A.CopyTo(columnsOfA);
+    B.CopyTo(columnsOfB);
 }
 
 void qzit(int nm, int n, double* a, double* b, double eps1, double* z, int& ierr) {
     ierr = 0;
     if (n < 1) return;
-    const OneBased A(nm, a), B(nm, b), Z(nm, z);
+    const OneBased columnsOfA(nm, a), columnsOfB(nm, b), Z(nm, z);
+    const RowMajor A(n, columnsOfA), B(n, columnsOfB);
     const double ep = eps1 > 0 ? eps1 : std::numeric_limits<double>::epsilon();
     const double epsb = ep * HessenbergNorm(n, B);
-    ierr = Iteration(n, A, B, Z, ep * HessenbergNorm(n, A), epsb).Run();
+    ierr = Iteration(n, A, B, Z, nm, ep * HessenbergNorm(n, A), epsb).Run();
     if (n > 1) B(n, 1) = epsb;
+    A.CopyTo(columnsOfA);
+    B.CopyTo(columnsOfB);
 }
 
 void qzval(int nm, int n, double* a, double* b, double* alfr, double* alfi, double* beta,
