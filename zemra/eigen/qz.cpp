@@ -458,8 +458,12 @@ class Iteration {
         }
         SweepRowsAbove();
         if (!z_) return;
-        sweeps_.push_back({isDouble_, l_, en_, steps_});
-        if (sweeps_.size() == kSweeps) SweepZ();
+        SweepOfZ& sweep = sweeps_[sweepsOfZ_++];
+        sweep.isDouble = isDouble_;
+        sweep.l = l_;
+        sweep.en = en_;
+        std::swap(sweep.steps, steps_);
+        if (sweepsOfZ_ == kSweeps) SweepZ();
     }
 
     // Zeroes column k − 1 of a in the N − 1 rows below k, or the starting column when there is
@@ -561,13 +565,15 @@ class Iteration {
         int l, en;
         std::vector<SweepStep> steps;
     };
-    std::vector<SweepOfZ> sweeps_;
     static constexpr std::size_t kSweeps = 8;
+    std::array<SweepOfZ, kSweeps> sweeps_;
+    std::size_t sweepsOfZ_ = 0;
 
     void SweepZ() {
         constexpr int kRows = 16;
         for (int row = 0; row < n_; row += kRows)
-            for (const SweepOfZ& sweep : sweeps_) {
+            for (std::size_t i = 0; i < sweepsOfZ_; ++i) {
+                const SweepOfZ& sweep = sweeps_[i];
                 const auto pass = [&](bool isWide, int begin, int end) {
                     if (begin < end)
                         kernels_.sweepColumns(isWide, std::min(kRows, n_ - row), strideOfZ_,
@@ -580,7 +586,7 @@ class Iteration {
                 pass(true, sweep.l, endOfWide);
                 pass(false, endOfWide, end);
             }
-        sweeps_.clear();
+        sweepsOfZ_ = 0;
     }
 };
 

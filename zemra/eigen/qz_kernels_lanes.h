@@ -234,14 +234,26 @@ void SweepTwo(Long stride, double* z, Long count, const SweepStep* steps) {
     Store(y + (k + 1) * stride, inY.c1);
 }
 
-template <bool kIsWide>
+// One vector of rows, or one row.
+template <typename V>
+ZEMRA_INLINE V Read(const double* p) {
+    if constexpr (sizeof(V) == sizeof(double))
+        return *p;
+    else
+        return Load(p);
+}
+ZEMRA_INLINE void Write(double* p, double x) { *p = x; }
+ZEMRA_INLINE void Write(double* p, Lanes x) { Store(p, x); }
+
+template <typename V, bool kIsWide>
 void SweepOne(Long stride, double* z, Long count, const SweepStep* steps) {
     constexpr Long kAhead = kIsWide ? 2 : 1;
-    Window<double, kIsWide> inZ{z[0], kIsWide ? z[stride] : 0.0};
+    Window<V, kIsWide> inZ{Read<V>(z), kIsWide ? Read<V>(z + stride) : V{}};
     Long k = 0;
-    for (; k < count; ++k) z[k * stride] = inZ.Pass(steps[k], z[(k + kAhead) * stride]);
-    z[k * stride] = inZ.c0;
-    if (kIsWide) z[(k + 1) * stride] = inZ.c1;
+    for (; k < count; ++k)
+        Write(z + k * stride, inZ.Pass(steps[k], Read<V>(z + (k + kAhead) * stride)));
+    Write(z + k * stride, inZ.c0);
+    if (kIsWide) Write(z + (k + 1) * stride, inZ.c1);
 }
 
 template <bool kIsWide>
@@ -249,7 +261,9 @@ void SweepColumnsOf(Long nrows, Long stride, double* z, Long count, const SweepS
     Long i = 0;
     for (; i + 2 * kLanes <= nrows; i += 2 * kLanes)
         SweepTwo<kIsWide>(stride, z + i, count, steps);
-    for (; i < nrows; ++i) SweepOne<kIsWide>(stride, z + i, count, steps);
+    for (; i + kLanes <= nrows; i += kLanes)
+        SweepOne<Lanes, kIsWide>(stride, z + i, count, steps);
+    for (; i < nrows; ++i) SweepOne<double, kIsWide>(stride, z + i, count, steps);
 }
 
 void SweepColumns(bool isWide, Long nrows, Long stride, double* z, Long count,
