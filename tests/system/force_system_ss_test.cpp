@@ -127,19 +127,6 @@ TEST(FilterZeros, KeepsAStateThatIsAnOutput) {
     EXPECT_THAT(messages.Take(), IsEmpty());
 }
 
-TEST(ForceSystemSS, OfAnOscillatorHasItsClosedForm) {
-    const double k = 4, c = 0.1;
-    Driven driven{Oscillator(k, c)};
-    for (const double w : {0.0, 1.0, 2.0, 30.0}) {
-        const Complex stiffness(k - w * w, c * w);
-        const Matrix2D<Complex> H = driven.system.TransferFunction(Vector({w})).Slot(0);
-        // The rounding of k − w² weighs by the larger of the two.
-        const double rounding = 8 * kEps * (k + w * w) / std::norm(stiffness);
-        EXPECT_LE(std::abs(H(0, 0) - 1.0 / stiffness), rounding) << w;
-        EXPECT_LE(std::abs(H(1, 0) + w * w / stiffness), rounding * (k + w * w)) << w;
-    }
-}
-
 TEST(ForceSystemSS, IsZeroWhereItIsSingularAndReportsItUnlessAtZero) {
     Driven driven{Oscillator(4, 0)};  // jwI − A is singular at w = 2 exactly
     CapturedMessages messages;

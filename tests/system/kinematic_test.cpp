@@ -116,25 +116,7 @@ INSTANTIATE_TEST_SUITE_P(All, Motions,
                                           testing::Values(Form::StateSpace, Form::Modal)),
                          kNameOfCase);
 
-TEST_P(Motions, AreTheConstrainedSolution) {
-    const Frequencies w = Away();
-    for (const Inputs& inputs : AllInputs()) {
-        Excitation excitation{Amplitude};
-        const Actuators actuators(excitation, inputs);
-        const auto system = Build(Constrainable(model, inputs), actuators, form);
-        for (int k = 0; k < w.Size(0); ++k) {
-            const MatrixXcd expected = ConstrainedSolution(model, inputs, w(k));
-            const MatrixXcd H = ToEigen(system->TransferFunction(w).Slot(k));
-            EXPECT_TRUE(Near(expected, H, tolerance, 3)) << w(k);
-            const MatrixXcd FR = ToEigen(system->FrequencyResponse(w).Slot(k));
-            for (int j = 0; j < H.cols(); ++j) {
-                EXPECT_TRUE(Near(Amplitude(j, w(k)) * H.col(j), FR.col(j), tolerance));
-            }
-        }
-    }
-}
-
-TEST_P(Motions, ShareTheResponseOutAmongTheModes) {
+TEST_P(Motions, AreTheConstrainedSolutionAndShareItOutAmongTheModes) {
     const Frequencies w = Away();
     for (const Inputs& inputs : AllInputs()) {
         Excitation excitation{Amplitude};
@@ -142,19 +124,22 @@ TEST_P(Motions, ShareTheResponseOutAmongTheModes) {
         const auto system = Build(Constrainable(model, inputs), actuators, form);
         for (int k = 0; k < w.Size(0); ++k) {
             const Definition at(*system, inputs, w(k));
-            const VectorXcd u = VectorXcd::NullaryExpr(at.X.cols(), [&](Eigen::Index j) {
-                return Amplitude(static_cast<int>(j), w(k));
-            });
+            const MatrixXcd expected = ConstrainedSolution(model, inputs, w(k));
+            const MatrixXcd H = ToEigen(system->TransferFunction(w).Slot(k));
+            const VectorXcd u = VectorXcd::NullaryExpr(
+                H.cols(), [&](Eigen::Index j) { return Amplitude(static_cast<int>(j), w(k)); });
+            EXPECT_TRUE(Near(expected, H, tolerance, 3)) << w(k);
+            EXPECT_TRUE(Near(H * u.asDiagonal(), ToEigen(system->FrequencyResponse(w).Slot(k)),
+                             tolerance));
             EXPECT_TRUE(Near(at.X, ToEigen(system->MCT(w, false).Slot(k)), tolerance));
             EXPECT_TRUE(
                 Near(at.X * u.asDiagonal(), ToEigen(system->MCT(w, true).Slot(k)), tolerance));
-            const MatrixXcd H = ConstrainedSolution(model, inputs, w(k));
             MatrixXcd sum = at.feedthrough;
             for (int i = 0; i < sum.cols(); ++i)
                 for (int o = 0; o < sum.rows(); ++o)
                     for (const Complex& part : Elements(system->MPF(i, o, k, -1, w, false)))
                         sum(o, i) += part;
-            EXPECT_TRUE(Near(H, sum, tolerance, 3)) << w(k);
+            EXPECT_TRUE(Near(expected, sum, tolerance, 3)) << w(k);
         }
     }
 }
@@ -254,30 +239,6 @@ TEST(KinematicSystem, OfSelectedModesFollowsItsOwnMatrices) {
     ASSERT_EQ(system->ABCDMatrix('A')(0, 1), 1.0);
     const Definition at(*system, inputs, 0.3);
     EXPECT_TRUE(Near(at.X, ToEigen(system->MCT(Vector({0.3}), false).Slot(0)), 1e-10));
-}
-
-TEST(KinematicSystem, TakesARoadAsTyreForcesOrAsTheMotionOfPlatforms) {
-    const Frequencies w = Vector({2, 8, 30, 70});
-    Excitation excitation{Amplitude};
-    const Inputs road{{4, 'D'}, {5, 'D'}}, tyres{{2, 'F'}, {3, 'F'}};
-    const Actuators motions(excitation, road), forces(excitation, tyres);
-    for (const double platformMass : {10.0, 1000.0}) {
-        const Model onPlatforms = CarOnPlatforms(platformMass);
-        const std::vector<int> car{0, 1, 2, 3, 6, 7, 8, 9};  // the platforms are the ground
-        const MatrixXd A = onPlatforms.A(car, car);
-        const Model onGround = Constrainable({"", A, {}, {}, {}}, tyres);
-        ForceSystemSS grounded(0, ToCore(onGround.A), ToCore(onGround.B), ToCore(onGround.C),
-                               ToCore(onGround.D), forces);
-        const auto driven = Build(Constrainable(onPlatforms, road), motions);
-        for (int k = 0; k < w.Size(0); ++k) {
-            const Complex tyre(200000, 50 * w(k));
-            const Eigen::Vector2cd perMass(tyre / 53.0, tyre / 76.0);
-            const MatrixXcd H = ToEigen(grounded.TransferFunction(w).Slot(k));
-            const MatrixXcd expected = H.bottomRows(4) * perMass.asDiagonal();
-            const MatrixXcd T = ToEigen(driven->TransferFunction(w).Slot(k));
-            EXPECT_TRUE(Near(expected, T.middleRows(12, 4), 1e-10)) << w(k);
-        }
-    }
 }
 
 TEST(KinematicSystem, HasTheDensitiesOfItsResponseWithCrossActuators) {
