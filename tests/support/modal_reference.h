@@ -8,52 +8,22 @@
 namespace ZEMRA::Vibration::tests {
 
 /// The largest error relative to the largest element.
-inline double RelativeError(const Eigen::MatrixXcd& expected, const Eigen::MatrixXcd& actual) {
-    return (actual - expected).cwiseAbs().maxCoeff() / expected.cwiseAbs().maxCoeff();
-}
+double RelativeError(const Eigen::MatrixXcd& expected, const Eigen::MatrixXcd& actual);
 
 /// Frequencies from the quasi-static range to beyond the largest eigenvalue.
-inline std::vector<double> AcrossTheModes(const EigenProblem& eigen) {
-    double largest = 0;
-    for (int i = 0; i < eigen.Eigenvalues(); ++i)
-        largest = std::max(largest, std::abs(eigen.Eigenvalue(i)));
-    return {0.003 * largest, 0.07 * largest, 0.31 * largest, 0.93 * largest, -2.7 * largest};
-}
+std::vector<double> AcrossTheModes(const EigenProblem& eigen);
 
 /// How far a modal form may be from the definition: the rounding of A's elements, amplified by
 /// the condition number of its vectors. Below 1e6 the accuracy that is asked for.
-inline double ModalTolerance(const EigenProblem& eigen) {
-    const auto norm = [](const Eigen::MatrixXd& m) {
-        const Eigen::MatrixXd square = m.transpose() * m;
-        return std::sqrt(square.selfadjointView<Eigen::Lower>().eigenvalues().maxCoeff());
-    };
-    const double condition = norm(ToEigen(eigen.MatrixV())) * norm(ToEigen(eigen.MatrixZinv()));
-    return condition < 1e6 ? 1e-9 : 50 * std::numeric_limits<double>::epsilon() * condition;
-}
+double ModalTolerance(const EigenProblem& eigen);
 
 /// The left inverse (TᵀT)⁻¹Tᵀ of the columns of T, by least squares.
-inline Eigen::MatrixXd LeftInverse(const Eigen::MatrixXd& T) {
-    return T.colPivHouseholderQr().solve(Eigen::MatrixXd::Identity(T.rows(), T.rows()));
-}
+Eigen::MatrixXd LeftInverse(const Eigen::MatrixXd& T);
 
 /// The first eigenvalue of each mode.
-inline std::vector<int> FirstEigenvalues(const EigenProblem& eigen) {
-    std::vector<int> firsts;
-    for (int i = 0; i < eigen.Eigenvalues(); ++i)
-        if (eigen.Eigenvalue(i).imag() >= 0) firsts.push_back(i);
-    return firsts;
-}
+std::vector<int> FirstEigenvalues(const EigenProblem& eigen);
 
 /// The vector of eigenvalue i as columns: real part and, of a pair, imaginary part.
-inline Eigen::MatrixXd VectorColumns(const EigenProblem& eigen, int i) {
-    const auto element = [&](Eigen::Index j) {
-        return eigen.Eigenvector(i, static_cast<int>(j));
-    };
-    const Eigen::VectorXcd v = Eigen::VectorXcd::NullaryExpr(eigen.Eigenvalues(), element);
-    Eigen::MatrixXd columns(v.size(), eigen.Eigenvalue(i).imag() == 0 ? 1 : 2);
-    columns.col(0) = v.real();
-    if (columns.cols() == 2) columns.col(1) = v.imag();
-    return columns;
-}
+Eigen::MatrixXd VectorColumns(const EigenProblem& eigen, int i);
 
 }  // namespace ZEMRA::Vibration::tests
