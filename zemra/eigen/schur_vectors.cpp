@@ -179,10 +179,12 @@ class SchurVectors {
         double size = 0.0, residual = 0.0;  // of |y| at least, of (T − λI)·y at most
 
         double* im() const { return re + kPairs; }
-        Complex Get(int i) const { return {re[i * kSumWidth], im()[i * kSumWidth]}; }
+        // The place of component i among the real, or the imaginary, parts.
+        static std::ptrdiff_t Place(int i) { return std::ptrdiff_t{i} * kSumWidth; }
+        Complex Get(int i) const { return {re[Place(i)], im()[Place(i)]}; }
         void Set(int i, const Complex& y) {
-            re[i * kSumWidth] = y.real();
-            im()[i * kSumWidth] = y.imag();
+            re[Place(i)] = y.real();
+            im()[Place(i)] = y.imag();
             size = std::max(size, LargerPart(y));
         }
         void Note(const Complex& r) {
@@ -193,8 +195,8 @@ class SchurVectors {
             if (!(t * kUnit * t > 1.0)) return;
             isRescaled = true;
             for (int i = first; i <= k + 1; ++i) {
-                re[i * kSumWidth] /= t;
-                im()[i * kSumWidth] /= t;
+                re[Place(i)] /= t;
+                im()[Place(i)] /= t;
             }
         }
     };

@@ -33,7 +33,7 @@ struct Expansion {
             const bool isPredecessor = next && next->predecessor == mode.row;
             a.push_back(mode.a);
             b.push_back(mode.b);
-            drives.push_back(isPredecessor);
+            drives.push_back(isPredecessor ? 1 : 0);
             AddBlock(mode.row, mode.row, mode.IsPair());
             if (isPredecessor) AddBlock(mode.row, next->row, mode.IsPair());
         }
@@ -188,6 +188,7 @@ std::vector<char> ModalSweep::Run(const Matrices& model, const Matrix1D<double>&
     Sweeper sweeper(*kernels_, expansion, D, w, result);
     if (!C) {
         std::vector<Group> groups;
+        groups.reserve(static_cast<std::size_t>(n));
         for (int i = 0; i < n; ++i) groups.push_back(StateGroup(expansion, B, i));
         sweeper.Run(groups, solved);
         return solved;

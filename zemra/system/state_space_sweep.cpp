@@ -311,9 +311,10 @@ class ReducedAnswers {
         const double absolute = kSureAbsolute * std::sqrt(problem_.n) * *most / *least;
         nearlySingular_.resize(list_.size());
         for (std::size_t l = 0; l < list_.size(); ++l)
-            nearlySingular_[l] =
-                !(distances_[l] >= std::max(kSureReduced * Norm(l), absolute)) ||
-                !IsFinite(result_.Slot(list_[l]));
+            nearlySingular_[l] = distances_[l] >= std::max(kSureReduced * Norm(l), absolute) &&
+                                         IsFinite(result_.Slot(list_[l]))
+                                     ? 0
+                                     : 1;
     }
 
     void ClearUnconnected() {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 
 #include "zemra/matrix/kernel_set.h"
 #include "zemra/matrix/kernels.h"
@@ -206,7 +207,8 @@ Matrix2D<double> cFFT::Densities(const Matrix2D<T>& data, ZmAPI_ToolBox::eWindow
     Prepare(m, data);
     SegmentReader<T> reader(data, m);
     Matrix1D<T> x(m);
-    std::vector<double> squares(sizeof(T) / sizeof(double) * static_cast<std::size_t>(m));
+    constexpr std::size_t kParts = std::is_same_v<T, Complex> ? 2 : 1;
+    std::vector<double> squares(kParts * static_cast<std::size_t>(m));
     Matrix2D<double> result(Lines(m, data), data.Size(1));
     const double share = 1.0 / m / nSegments;
     const std::int64_t rows = data.Size(0), advance = std::int64_t{m} - nOverlap;

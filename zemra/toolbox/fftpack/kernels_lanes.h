@@ -301,7 +301,7 @@ FFTPACK_INLINE void load_all_real(V* z, const double* x, size_t distance, indice
 }
 template <typename V, int... J>
 FFTPACK_INLINE void gather_all(V* z, const double* x, size_t distance, indices<J...>) {
-    ((z[J] = gather(x + 2 * J, distance, V{})), ...);
+    ((z[J] = gather(x + size_t{2} * J, distance, V{})), ...);
 }
 template <typename V, int... J>
 FFTPACK_INLINE void store_all(double* y, size_t distance, const V* z, indices<J...>) {
@@ -345,8 +345,9 @@ void pass_of(size_t ido, size_t l1, const double* in, double* out, const double*
     if (ido == 1) {
         size_t k = 0;
         for (; k + kPlaces <= l1; k += kPlaces)
-            last_column<wide, Radix>(in + 2 * Radix * k, out + 2 * k, 2 * l1);
-        for (; k < l1; ++k) last_column<one, Radix>(in + 2 * Radix * k, out + 2 * k, 2 * l1);
+            last_column<wide, Radix>(in + size_t{2} * Radix * k, out + 2 * k, 2 * l1);
+        for (; k < l1; ++k)
+            last_column<one, Radix>(in + size_t{2} * Radix * k, out + 2 * k, 2 * l1);
         return;
     }
     const size_t row = 2 * ido, whole = row - row % kStep;
@@ -382,7 +383,7 @@ void real_pass_of(size_t ido, const double* in, double* out, const double* table
     size_t i = 0;
     for (; i + kPlaces <= ido; i += kPlaces, table += 2 * kPlaces * (Radix - 1))
         real_column<wide, Radix>(in + i, out + 2 * i, ido, table);
-    for (; i < ido; ++i, table += 2 * (Radix - 1))
+    for (; i < ido; ++i, table += size_t{2} * (Radix - 1))
         real_column<one, Radix>(in + i, out + 2 * i, ido, table);
 }
 

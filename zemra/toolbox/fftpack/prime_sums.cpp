@@ -86,8 +86,9 @@ prime_sums::convolution::convolution(std::size_t p, const double* roots, const k
 void prime_sums::convolution::spectra_of_roots(const double* roots) {
     const double scale = 1.0 / static_cast<double>(length);
     const auto put = [&](std::size_t at, const place& power, double sign) {
-        values[2 * at] = scale * roots[2 * power.index];
-        values[2 * at + 1] = scale * sign * power.sign * roots[2 * power.index + 1];
+        const double* const root = roots + std::size_t{2} * power.index;
+        values[2 * at] = scale * root[0];
+        values[2 * at + 1] = scale * sign * power.sign * root[1];
     };
     for (std::size_t t = 0; t < count; ++t) put(t, places[count - t], -1.0);
     for (std::size_t t = 1; t < count; ++t) put(length - t, places[t], 1.0);
