@@ -142,8 +142,8 @@ TEST_P(Physics, DoesNotDependOnUnits) {
         const auto& in = another.TransferFunction(Vector(scaled));
         const auto& back = mirrored.TransferFunction(Vector(negative));
         for (int k = 0; k < H.Size(0); ++k) {
-            EXPECT_EQ(ToEigen(in.Slot(k)), ToEigen(H.Slot(k)) * (length / mass)) << w.at(k);
-            EXPECT_EQ(ToEigen(back.Slot(k)), ToEigen(H.Slot(k)).conjugate()) << w.at(k);
+            EXPECT_EQ(ToEigen(in.Slot(k)), ToEigen(H.Slot(k)) * (length / mass)) << k;
+            EXPECT_EQ(ToEigen(back.Slot(k)), ToEigen(H.Slot(k)).conjugate()) << k;
         }
     }
 }
