@@ -30,7 +30,7 @@ std::vector<double> Samples(std::size_t count) {
 }
 
 const fftpack::kernels& Kernels(KernelSet set) {
-    return set == KernelSet::kAvx2 ? fftpack::wide_kernels() : fftpack::baseline_kernels;
+    return OneOf(set, fftpack::baseline_kernels, fftpack::avx2_kernels);
 }
 
 // Every transform is in place and begins with a copy of the same signal: a transform of its own

@@ -133,7 +133,7 @@ std::vector<std::size_t> SomeLines(std::size_t n, std::size_t count) {
 // The kernels that this processor can run.
 std::vector<const kernels*> KernelSets() {
     std::vector<const kernels*> result{&baseline_kernels};
-    if (IsAvailable(KernelSet::kAvx2)) result.push_back(&wide_kernels());
+    if (IsAvailable(KernelSet::kAvx2)) result.push_back(&avx2_kernels);
     return result;
 }
 

@@ -57,7 +57,11 @@ struct EigenKernels {
     void (*sum)(const double* row, int first, int last, const double* y, double* sums);
 };
 
+extern const EigenKernels kBaselineEigenKernels, kAvx2EigenKernels;
+
 /// The kernels of a set that IsAvailable.
-const EigenKernels& EigenKernelsOf(KernelSet set);
+inline const EigenKernels& EigenKernelsOf(KernelSet set) {
+    return OneOf(set, kBaselineEigenKernels, kAvx2EigenKernels);
+}
 
 }  // namespace ZEMRA::Vibration

@@ -54,7 +54,11 @@ struct QzKernels {
                            const double* u, double rho);
 };
 
+extern const QzKernels kBaselineQzKernels, kAvx2QzKernels;
+
 /// The kernels of a set that IsAvailable.
-const QzKernels& QzKernelsOf(KernelSet set);
+inline const QzKernels& QzKernelsOf(KernelSet set) {
+    return OneOf(set, kBaselineQzKernels, kAvx2QzKernels);
+}
 
 }  // namespace ZEMRA::Vibration

@@ -2,8 +2,9 @@
 
 namespace ZEMRA::Vibration {
 
-/// The instruction sets that the wide kernels are compiled for, each in a source of its own. A
-/// table of kernels lists one entry per set; only the entry of the chosen set may be called.
+/// The instruction sets that the wide kernels are compiled for. A room's kernels stand in one
+/// header, …_kernels_lanes.h, which a source per set includes to make its table of them; a
+/// build for a processor without AVX2 makes both tables alike.
 enum class KernelSet { kBaseline, kAvx2 };
 
 /// The set of this process, chosen once, at the first question: AVX2 with fused multiply-add
@@ -14,5 +15,11 @@ KernelSet ChosenKernels();
 
 /// Whether kernels of the set are part of the build and run on this processor.
 bool IsAvailable(KernelSet set);
+
+/// The table of a set; kernels of one that is not available must not be called.
+template <typename Kernels>
+const Kernels& OneOf(KernelSet set, const Kernels& baseline, const Kernels& avx2) {
+    return set == KernelSet::kAvx2 ? avx2 : baseline;
+}
 
 }  // namespace ZEMRA::Vibration

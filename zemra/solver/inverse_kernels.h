@@ -33,8 +33,12 @@ struct InverseKernels {
     long long (*work)(int n, int parts);
 };
 
+extern const InverseKernels kBaselineInverseKernels, kAvx2InverseKernels;
+
 /// The kernels of a set that IsAvailable.
-const InverseKernels& InverseKernelsOf(KernelSet set);
+inline const InverseKernels& InverseKernelsOf(KernelSet set) {
+    return OneOf(set, kBaselineInverseKernels, kAvx2InverseKernels);
+}
 
 /// The reciprocal of re + i·im that every solver takes, in place.
 void Reciprocate(double& re, double& im);

@@ -82,7 +82,11 @@ struct SweepKernels {
     int modalLanes;  // frequencies of a chunk
 };
 
+extern const SweepKernels kBaselineSweepKernels, kAvx2SweepKernels;
+
 /// The kernels of a set that IsAvailable.
-const SweepKernels& SweepKernelsOf(KernelSet set);
+inline const SweepKernels& SweepKernelsOf(KernelSet set) {
+    return OneOf(set, kBaselineSweepKernels, kAvx2SweepKernels);
+}
 
 }  // namespace ZEMRA::Vibration

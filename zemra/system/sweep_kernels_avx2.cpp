@@ -1,8 +1,3 @@
 #include "zemra/system/sweep_kernels_lanes.h"
 
-namespace ZEMRA::Vibration {
-
-extern const SweepKernels kAvx2SweepKernels;
-const SweepKernels kAvx2SweepKernels = kSweepKernels;
-
-}  // namespace ZEMRA::Vibration
+const ZEMRA::Vibration::SweepKernels ZEMRA::Vibration::kAvx2SweepKernels = kSweepKernels;

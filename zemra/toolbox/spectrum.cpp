@@ -27,8 +27,7 @@ int Lines(int n, const Matrix2D<double>&) { return n / 2 + 1; }
 int Lines(int n, const Matrix2D<Complex>&) { return n; }
 
 const fftpack::kernels& TransformKernels() {
-    return ChosenKernels() == KernelSet::kAvx2 ? fftpack::wide_kernels()
-                                               : fftpack::baseline_kernels;
+    return OneOf(ChosenKernels(), fftpack::baseline_kernels, fftpack::avx2_kernels);
 }
 
 // The weights of n points, computed once for all that they are applied to; none without a

@@ -50,8 +50,7 @@ constexpr bool has_pass(std::size_t radix) {
 
 /// Kernels that run on every processor of the architecture.
 extern const kernels baseline_kernels;
-/// Kernels for AVX2 with fused multiply-add, which only a processor that has both may run; the
-/// baseline's where the build has no others.
-const kernels& wide_kernels();
+/// Kernels for AVX2 with fused multiply-add, which only a processor that has both may run.
+extern const kernels avx2_kernels;
 
 }  // namespace fftpack
