@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <limits>
 #include <memory>
+#include <new>
 
 #include "tests/support/matrices.h"
 #include "zemra/matrix/products.h"
@@ -63,6 +65,42 @@ TEST(Matrices, ShareNothingWithTheirCopies) {
         Matrix2D<double>(2, 3), [](auto& m) -> auto& { return m(1, 2); });
     ExpectDeepCopies(
         Matrix3D<Complex>(4, 2, 3), [](auto& m) -> auto& { return m(3, 1, 2); });
+}
+
+TEST(Matrices, KeepRowsAndSlotsApartFromWhatIsMovedOutAndIn) {
+    Matrix1D<double> row;
+    Matrix2D<double> slot, copied;
+    Matrix3D<double> copiedStack;
+    {
+        Matrix2D<double> m = OneToSix();
+        Matrix3D<double> stack(3, 2, 3, 5.0);
+        const double *const inMatrix = m.Row(0).Data(), *const inStack = &stack(1, 0, 0);
+        row = std::move(m.Row(0));
+        slot = std::move(stack.Slot(1));
+        m.Row(0) = Matrix1D<double>(3, 9.0);
+        m.Row(1) = Matrix1D<double>(2, 8.0);  // too short, like the next slot
+        stack.Slot(0) = Matrix2D<double>(1, 2, 7.0);
+        stack.Slot(1) = OneToSix();
+        stack.Slot(1).Piviot(0, 1);
+        stack.Slot(2).Row(1) = std::move(stack.Slot(1).Row(1));
+        EXPECT_EQ(m.Row(0).Data(), inMatrix);
+        EXPECT_EQ(&stack(1, 1, 0), inStack) << "a row exchanged by its vector";
+        copied = m;
+        copiedStack = stack;
+    }
+    EXPECT_THAT(Elements(row), ElementsAre(1, 2, 3));
+    EXPECT_THAT(Rows(slot), ElementsAre(Each(5), Each(5)));
+    EXPECT_THAT(Rows(copied), ElementsAre(ElementsAre(9, 9, 9), ElementsAre(8, 8)));
+    EXPECT_THAT(Rows(copiedStack.Slot(0)), ElementsAre(ElementsAre(7, 7)));
+    EXPECT_THAT(Rows(copiedStack.Slot(1)),
+                ElementsAre(ElementsAre(4, 5, 6), ElementsAre(1, 2, 3)));
+    EXPECT_THAT(Rows(copiedStack.Slot(2)), ElementsAre(Each(5), ElementsAre(1, 2, 3)));
+}
+
+TEST(Matrices, BeyondAllNumbersOfElementsAreMemoryThatThereIsNot) {
+    const int most = std::numeric_limits<int>::max();
+    EXPECT_THROW(Matrix3D<Complex>(most, most, most), std::bad_alloc);
+    EXPECT_THROW(Matrix2D<Complex>(most, most), std::bad_alloc);
 }
 
 TEST(Matrices, HaveTheirExtentsAndAreFilledInRowMajorOrder) {

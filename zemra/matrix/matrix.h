@@ -1,6 +1,9 @@
 #pragma once
 
 #include <complex>
+#include <cstddef>
+#include <limits>
+#include <memory>
 
 namespace ZEMRA::Vibration {
 
@@ -23,5 +26,19 @@ class Matrix {
     Matrix& operator=(const Matrix&) = default;
     Matrix& operator=(Matrix&&) = default;
 };
+
+/// Storage for the product of the extents, value-initialised; none when one of them is 0. A
+/// product beyond all numbers is memory that there is not.
+template <typename T, typename... Extents>
+std::unique_ptr<T[]> AllocateBlock(Extents... extents) {
+    if (((extents <= 0) || ...)) return nullptr;
+    std::size_t count = 1;
+    const auto multiply = [&](std::size_t by) {
+        constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max();
+        count = count > kMost / by ? kMost : count * by;
+    };
+    (multiply(static_cast<std::size_t>(extents)), ...);
+    return std::make_unique<T[]>(count);
+}
 
 }  // namespace ZEMRA::Vibration

@@ -9,9 +9,18 @@
 
 namespace ZEMRA::Vibration {
 
-/// Dense vector of n elements in one block of storage; none when n is 0.
 template <typename T>
-class Matrix1D : public Matrix {
+class Matrix2D;
+template <typename T>
+class Matrix3D;
+
+/// Dense vector of n elements in one block of storage; none when n is 0.
+///
+/// The block is the vector's own, but for a row: that one has its place in the block of its
+/// matrix, which copies and moves neither leave nor enter. A vector moved from a row copies it,
+/// and a row is assigned in place, unless the new one has another size and storage of its own.
+template <typename T>
+class Matrix1D final : public Matrix {
   public:
     Matrix1D() = default;
     /// n value-initialised elements.
@@ -24,16 +33,24 @@ class Matrix1D : public Matrix {
     Matrix1D(int n, const T* a) : Matrix1D(n) { std::copy_n(a, n, data_.get()); }
 
     Matrix1D(const Matrix1D& other) : Matrix1D(other.size_, other.data_.get()) {}
-    Matrix1D(Matrix1D&& other) noexcept
-        : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
+    // Not noexcept: a row is copied.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
+    Matrix1D(Matrix1D&& other) { *this = std::move(other); }
     Matrix1D& operator=(const Matrix1D& other) {
-        if (this != &other) *this = Matrix1D(other);
+        if (this == &other) return *this;
+        if (!lent_ || size_ != other.size_) return *this = Matrix1D(other);
+        std::copy_n(other.data_.get(), size_, data_.get());
         return *this;
     }
-    Matrix1D& operator=(Matrix1D&& other) noexcept {
-        std::swap(data_, other.data_);
-        std::swap(size_, other.size_);
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
+    Matrix1D& operator=(Matrix1D&& other) {
+        if (other.lent_ || (lent_ && size_ == other.size_)) return *this = std::as_const(other);
+        GiveBack();
+        Exchange(other);
         return *this;
+    }
+    ~Matrix1D() override {
+        if (lent_) static_cast<void>(data_.release());
     }
 
     int Size(int dim) const override { return dim == 0 ? size_ : 0; }
@@ -56,12 +73,36 @@ class Matrix1D : public Matrix {
     }
 
   private:
+    template <typename>
+    friend class Matrix2D;
+    template <typename>
+    friend class Matrix3D;
+
     std::unique_ptr<T[]> data_;
     int size_ = 0;
+    bool lent_ = false;  // the storage belongs to somebody who stays longer
 
     static std::unique_ptr<T[]> Allocate(int n) {
         assert(n >= 0);
         return n > 0 ? std::make_unique<T[]>(static_cast<std::size_t>(n)) : nullptr;
+    }
+    // An empty vector takes n elements that stay their owner's.
+    void Borrow(T* storage, int n) {
+        data_.reset(n > 0 ? storage : nullptr);
+        size_ = n;
+        lent_ = true;
+    }
+    // Empty where the storage is borrowed.
+    void GiveBack() {
+        if (!lent_) return;
+        static_cast<void>(data_.release());
+        size_ = 0;
+        lent_ = false;
+    }
+    void Exchange(Matrix1D& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(size_, other.size_);
+        std::swap(lent_, other.lent_);
     }
     std::size_t Index(int i) const {
         assert(i >= 0 && i < size_);

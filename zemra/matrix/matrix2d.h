@@ -8,14 +8,19 @@
 namespace ZEMRA::Vibration {
 
 /// Dense matrix stored as an array of row vectors: row-major, rows contiguous, and a row is
-/// exchanged by exchanging its vector.
+/// exchanged by exchanging its vector. The elements of all rows are one block of storage, the
+/// slot of a stack has its place in the stack's: see Matrix1D for what a row keeps to.
 template <typename T>
-class Matrix2D : public Matrix {
+class Matrix2D final : public Matrix {
   public:
     Matrix2D() = default;
     /// nrows × ncols zeros.
-    Matrix2D(int nrows, int ncols) : rows_(nrows), nrows_(nrows), ncols_(ncols) {
-        for (int i = 0; i < nrows; ++i) rows_(i) = Matrix1D<T>(ncols);
+    Matrix2D(int nrows, int ncols)
+        : elements_(AllocateBlock<T>(nrows, ncols)),
+          rows_(nrows),
+          nrows_(nrows),
+          ncols_(ncols) {
+        LendRows(elements_.get());
     }
     /// Every element v.
     Matrix2D(int nrows, int ncols, const T& v) : Matrix2D(nrows, ncols) {
@@ -34,21 +39,29 @@ class Matrix2D : public Matrix {
         }
     }
 
-    Matrix2D(const Matrix2D&) = default;
-    Matrix2D(Matrix2D&& other) noexcept
-        : rows_(std::move(other.rows_)),
-          nrows_(std::exchange(other.nrows_, 0)),
-          ncols_(std::exchange(other.ncols_, 0)) {}
+    Matrix2D(const Matrix2D& other) : Matrix2D(other.nrows_, other.ncols_) { CopyRows(other); }
+    // Not noexcept: a slot is copied.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
+    Matrix2D(Matrix2D&& other) { *this = std::move(other); }
     Matrix2D& operator=(const Matrix2D& other) {
-        if (this != &other) *this = Matrix2D(other);
+        if (this == &other) return *this;
+        if (!IsSlot() || nrows_ != other.nrows_ || ncols_ != other.ncols_)
+            return *this = Matrix2D(other);
+        CopyRows(other);
         return *this;
     }
-    Matrix2D& operator=(Matrix2D&& other) noexcept {
-        rows_ = std::move(other.rows_);
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
+    Matrix2D& operator=(Matrix2D&& other) {
+        if (other.IsSlot() || (IsSlot() && nrows_ == other.nrows_ && ncols_ == other.ncols_))
+            return *this = std::as_const(other);
+        rows_.GiveBack();
+        std::swap(elements_, other.elements_);
+        rows_.Exchange(other.rows_);
         std::swap(nrows_, other.nrows_);
         std::swap(ncols_, other.ncols_);
         return *this;
     }
+    ~Matrix2D() override = default;
 
     int Size(int dim) const override { return dim == 0 ? nrows_ : dim == 1 ? ncols_ : 0; }
     Matrix2D* Copy() const override { return new Matrix2D(*this); }
@@ -73,7 +86,7 @@ class Matrix2D : public Matrix {
     }
 
     /// Exchanges rows i and j.
-    void Piviot(int i, int j) { std::swap(Row(i), Row(j)); }
+    void Piviot(int i, int j) { Row(i).Exchange(Row(j)); }
 
     void DeleteRow(int i) {
         --nrows_;
@@ -85,9 +98,29 @@ class Matrix2D : public Matrix {
     }
 
   private:
+    template <typename>
+    friend class Matrix3D;
+
+    std::unique_ptr<T[]> elements_;  // row after row; null in a slot
     Matrix1D<Matrix1D<T>> rows_;
     int nrows_ = 0;
     int ncols_ = 0;
+
+    bool IsSlot() const { return rows_.lent_; }
+
+    // Makes an empty matrix a slot, of rows and elements that stay the stack's.
+    void Borrow(Matrix1D<T>* rows, T* elements, int nrows, int ncols) {
+        rows_.Borrow(rows, nrows);
+        nrows_ = nrows;
+        ncols_ = ncols;
+        LendRows(elements);
+    }
+    void LendRows(T* elements) {
+        for (int i = 0; i < nrows_; ++i, elements += ncols_) rows_(i).Borrow(elements, ncols_);
+    }
+    void CopyRows(const Matrix2D& other) {
+        for (int i = 0; i < nrows_; ++i) rows_(i) = other.rows_(i);
+    }
 };
 
 }  // namespace ZEMRA::Vibration
