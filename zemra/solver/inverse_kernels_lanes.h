@@ -215,20 +215,44 @@ Number<kParts> ReciprocalOf(const double* element, Long stride) {
 
 bool IsPivot(double magnitude) { return magnitude >= kZeroPivot && magnitude <= kLargestPivot; }
 
-// A matrix that the first-level cache holds, in its own place. When k rows have been pivots,
-// the first k columns of the rows below hold their part of the inverse of the lower factor, in
-// the order of the pivots; pivot row i holds that up to its diagonal and the upper factor
-// behind.
-template <int kParts>
-class SmallInversion {
-  public:
-    explicit SmallInversion(const InverseJob& job)
+bool AreZero(Lanes x) {
+    for (int l = 0; l < kLanes; ++l)
+        if (x[l] != 0.0) return false;  // so is not-a-number
+    return true;
+}
+
+// The matrix of a job, and which row and which unknown its exchanges have brought to each
+// place.
+class ExchangedMatrix {
+  protected:
+    explicit ExchangedMatrix(const InverseJob& job)
         : n_(job.n),
           ld_(Leading(job.n)),
           w_(job.w),
           x_(job.x),
           rowOf_(job.indices),
-          unknownOf_(rowOf_ + n_),
+          unknownOf_(rowOf_ + n_) {
+        for (int i = 0; i < n_; ++i) rowOf_[i] = unknownOf_[i] = i;
+    }
+
+    Long n_, ld_;
+    double* w_;
+    double* const* x_;
+    int *rowOf_, *unknownOf_;
+
+    // Of the parts of a vector, with room to read some lanes past its end.
+    Long Stride() const { return ld_ + kPanel; }
+};
+
+// A matrix that the first-level cache holds, in its own place. When k rows have been pivots,
+// the first k columns of the rows below hold their part of the inverse of the lower factor, in
+// the order of the pivots; pivot row i holds that up to its diagonal and the upper factor
+// behind.
+template <int kParts>
+class SmallInversion : ExchangedMatrix {
+  public:
+    explicit SmallInversion(const InverseJob& job)
+        : ExchangedMatrix(job),
           offsets_(unknownOf_ + n_),
           sizes_(job.work),
           row_(sizes_ + ld_ + kPanel) {}
@@ -236,7 +260,6 @@ class SmallInversion {
     static Long WorkSize(int n) { return 2 * (Leading(n) + kPanel) * (kParts + 1); }
 
     bool Run() {
-        for (int i = 0; i < n_; ++i) rowOf_[i] = unknownOf_[i] = i;
         for (Long j = 0; j < kParts * ld_; ++j) row_[j] = 0.0;
         for (Long k = 0; k < n_; ++k) {
             const Candidate inColumn = FindInColumn(k);
@@ -251,8 +274,7 @@ class SmallInversion {
         }
         Lanes notFinite{};
         for (Long i = n_ - 1; i >= 0; --i) Substitute(i, notFinite);
-        for (int l = 0; l < kLanes; ++l)
-            if (notFinite[l] != 0.0) return false;  // true of not-a-number
+        if (!AreZero(notFinite)) return false;
         Scatter();
         return true;
     }
@@ -260,14 +282,9 @@ class SmallInversion {
   private:
     using Element = Number<kParts>;
 
-    Long n_, ld_;
-    double* w_;
-    double* const* x_;
-    int *rowOf_, *unknownOf_;  // at each place
     int* offsets_;
     double *sizes_, *row_;
 
-    Long Stride() const { return ld_ + kPanel; }
     double* Row(Long i) const { return w_ + i * kParts * ld_; }
 
     Candidate FindInColumn(Long k) const {
@@ -381,16 +398,13 @@ class SmallInversion {
     }
 };
 
+// A larger one: its place holds factors below the diagonal, and the rest of each row as its
+// last exchange has left it.
 template <int kParts>
-class Inversion {
+class Inversion : ExchangedMatrix {
   public:
     explicit Inversion(const InverseJob& job)
-        : n_(job.n),
-          ld_(Leading(job.n)),
-          w_(job.w),
-          x_(job.x),
-          rowOf_(job.indices),
-          unknownOf_(rowOf_ + n_),
+        : ExchangedMatrix(job),
           lowerBegin_(unknownOf_ + n_),
           lowerEnd_(lowerBegin_ + n_),
           upperEnd_(lowerEnd_ + n_),
@@ -407,7 +421,6 @@ class Inversion {
     }
 
     bool Run() {
-        for (int i = 0; i < n_; ++i) rowOf_[i] = unknownOf_[i] = i;
         for (Long begin = 0; begin < n_; begin += kPanel) {
             const Long end = begin + kPanel < n_ ? begin + kPanel : n_;
             LoadPanel(begin, end);
@@ -431,9 +444,7 @@ class Inversion {
                 first += kLanes;
             }
         }
-        for (int l = 0; l < kLanes; ++l)
-            if (notFinite[l] != 0.0) return false;  // true of not-a-number
-        return true;
+        return AreZero(notFinite);
     }
 
   private:
@@ -441,18 +452,12 @@ class Inversion {
 
     static constexpr int kDense = -1;
 
-    Long n_, ld_;
-    double* w_;  // factors below the diagonal, the rest of each row after its last exchange
-    double* const* x_;
-    int *rowOf_, *unknownOf_;                             // at each place
     int *lowerBegin_, *lowerEnd_, *upperEnd_, *columns_;  // nonzeros row by row
     double *row_, *column_;                               // of the step
     double *sizes_, *reciprocals_;
     double* panel_;  // columns of the panel from its first row on: factors, then elements
     double* tile_;
 
-    // Of the parts of a vector, with room to read some lanes past its end.
-    Long Stride() const { return ld_ + kPanel; }
     Long Padded() const { return kParts * Stride(); }
     double* Row(Long i) const { return w_ + i * kParts * ld_; }
     double* PanelColumn(Long t) const { return panel_ + t % kPanel * Padded(); }
