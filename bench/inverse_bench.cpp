@@ -55,17 +55,11 @@ const bool registered = [] {
     for (const bool chain : {false, true})
         for (const int n : {10, 20, 50, 100, 200, 400}) {
             const Case c{chain, n, 1, 1, kPeerFrequencies};
-            const std::string work = "complex_inverse/" +
-                                     std::string(chain ? "chain" : "dense") +
-                                     "/n:" + std::to_string(n) + "/";
-            const auto add = [&](const std::string& who, auto run) {
-                benchmark::RegisterBenchmark((work + who).c_str(), run, c)
-                    ->Unit(benchmark::kMicrosecond);
-            };
-            add("ours", Ours);
-            add("ours_written", OursWritten);
+            const std::string name = "complex_inverse/" + c.Order();
+            RegisterNamed(name, c, "ours", Ours);
+            RegisterNamed(name, c, "ours_written", OursWritten);
 #ifdef ZEMRA_LAPACK
-            add("zgetri", Peer);
+            RegisterNamed(name, c, "zgetri", Peer);
 #endif
         }
     return true;

@@ -57,16 +57,10 @@ const bool registered = [] {
     for (const bool chain : {false, true})
         for (const int n : {10, 20, 50, 100, 200}) {
             const Case c{chain, n, 1, 1, 1};
-            const std::string work = "generalized_eigen/" +
-                                     std::string(chain ? "chain" : "dense") +
-                                     "/n:" + std::to_string(n) + "/";
-            const auto add = [&](const std::string& who, auto run) {
-                benchmark::RegisterBenchmark((work + who).c_str(), run, c)
-                    ->Unit(benchmark::kMicrosecond);
-            };
-            add("ours", Ours);
+            const std::string name = "generalized_eigen/" + c.Order();
+            RegisterNamed(name, c, "ours", Ours);
 #ifdef ZEMRA_LAPACK
-            add("dggev", Peer);
+            RegisterNamed(name, c, "dggev", Peer);
 #endif
         }
     return true;

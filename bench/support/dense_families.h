@@ -1,6 +1,6 @@
 #pragma once
 
-#include <algorithm>
+#include <cstdlib>
 #include <random>
 
 #include "zemra/matrix/matrix2d.h"
@@ -15,25 +15,22 @@ inline const char* NameOf(Family family) {
     return family == Family::kDense ? "dense" : "chain";
 }
 
-/// Of order n, even for a chain.
+/// Element (i, j) of the chain of order n, which is even.
+inline double ChainElement(int n, int i, int j) {
+    const int masses = n / 2, mass = i - masses, other = j % masses;
+    if (mass < 0) return j == i + masses ? 1.0 : 0.0;
+    if (std::abs(mass - other) > 1) return 0.0;
+    const double k = mass != other ? -1.0 : mass == masses - 1 ? 1.0 : 2.0;
+    return j < masses ? -k : -0.01 * k;
+}
+
 inline Matrix2D<double> MatrixOf(Family family, int n) {
+    std::mt19937 generator(static_cast<unsigned>(n));
+    std::uniform_real_distribution<double> uniform(-1, 1);
     Matrix2D<double> A(n, n);
-    if (family == Family::kDense) {
-        std::mt19937 generator(static_cast<unsigned>(n));
-        std::uniform_real_distribution<double> uniform(-1, 1);
-        for (int i = 0; i < n; ++i)
-            for (int j = 0; j < n; ++j) A(i, j) = uniform(generator);
-        return A;
-    }
-    const int masses = n / 2;
-    for (int i = 0; i < masses; ++i) {
-        A(i, masses + i) = 1.0;
-        for (int j = std::max(0, i - 1); j <= std::min(masses - 1, i + 1); ++j) {
-            const double k = i == j ? (i == masses - 1 ? 1.0 : 2.0) : -1.0;
-            A(masses + i, j) = -k;
-            A(masses + i, masses + j) = -0.01 * k;
-        }
-    }
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j)
+            A(i, j) = family == Family::kDense ? uniform(generator) : ChainElement(n, i, j);
     return A;
 }
 

@@ -3,10 +3,10 @@
 #include <benchmark/benchmark.h>
 
 #include <Eigen/Dense>
-#include <algorithm>
 #include <random>
 #include <string>
 
+#include "bench/support/dense_families.h"
 #include "zemra/system/force_system_ss.h"
 
 namespace ZEMRA::Vibration::bench {
@@ -32,15 +32,17 @@ struct Case {
     bool chain;
     int n, m, p, frequencies;
 
+    std::string Order() const {
+        return std::string(chain ? "chain" : "dense") + "/n:" + std::to_string(n);
+    }
     std::string Name() const {
-        std::string name = std::string(chain ? "chain" : "dense") + "/n:" + std::to_string(n) +
-                           "/inputs:" + std::to_string(m);
+        std::string name = Order() + "/inputs:" + std::to_string(m);
         if (p != m) name += "/outputs:" + std::to_string(p);
         return name + "/frequencies:" + std::to_string(frequencies);
     }
 };
 
-// A damped chain of unit masses and springs, fixed at one end, with the inputs and the outputs
+// The chain of MatrixOf, with the inputs and the outputs
 // spread over the masses; or random numbers, with the eigenvalues moved to the left half plane.
 struct Problem {
     explicit Problem(const Case& c)
@@ -58,17 +60,9 @@ struct Problem {
     }
 
     static Eigen::MatrixXd Chain(int n) {
-        const int masses = n / 2;
-        Eigen::MatrixXd A = Eigen::MatrixXd::Zero(n, n);
-        for (int i = 0; i < masses; ++i) {
-            A(i, masses + i) = 1.0;
-            for (int j = std::max(0, i - 1); j <= std::min(masses - 1, i + 1); ++j) {
-                const double k = i == j ? (i == masses - 1 ? 1.0 : 2.0) : -1.0;
-                A(masses + i, j) = -k;
-                A(masses + i, masses + j) = -0.01 * k;
-            }
-        }
-        return A;
+        return Eigen::MatrixXd::NullaryExpr(n, n, [n](Eigen::Index i, Eigen::Index j) {
+            return ChainElement(n, int(i), int(j));
+        });
     }
 
     ForceSystemSS Model() const {
@@ -97,11 +91,15 @@ inline void CountFrequencies(benchmark::State& state, int count) {
     state.counters["per_frequency"] = PerUnit(count);
 }
 
-// Registers work/case/who.
+// Registers name/who.
+template <typename Run>
+auto* RegisterNamed(const std::string& name, const Case& c, const std::string& who, Run run) {
+    return benchmark::RegisterBenchmark((name + "/" + who).c_str(), run, c)
+        ->Unit(benchmark::kMicrosecond);
+}
 template <typename Run>
 auto* Register(const std::string& work, const Case& c, const std::string& who, Run run) {
-    return benchmark::RegisterBenchmark((work + "/" + c.Name() + "/" + who).c_str(), run, c)
-        ->Unit(benchmark::kMicrosecond);
+    return RegisterNamed(work + "/" + c.Name(), c, who, run);
 }
 
 }  // namespace ZEMRA::Vibration::bench
