@@ -118,8 +118,9 @@ void Eigen<double>::SortEigenValues() {
         ++k;
     }
     for (int i = 0; i < V.Size(0); ++i) {
-        const Matrix1D<double> row = V.Row(i);
-        for (int k = 0; const int old : sorted.Order()) V(i, k++) = row(old);
+        const Matrix1D<double> given = V.Row(i);
+        double* to = V.Row(i).Data();
+        for (const int old : sorted.Order()) *to++ = given.Data()[old];
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -91,12 +92,16 @@ class Iteration {
     }
 
     void FindSmallSubdiagonal() {
-        for (l_ = en_; l_ > block_.low; --l_) {
-            double s = std::fabs(h_(l_ - 1, l_ - 1)) + std::fabs(h_(l_, l_));
+        const std::ptrdiff_t up = h_.LeadingDimension() + 1;
+        const double* diagonal = h_.Column(en_) + en_;
+        int l = en_;
+        for (; l > block_.low; --l, diagonal -= up) {
+            double s = std::fabs(diagonal[-up]) + std::fabs(*diagonal);
             if (s == 0.0) s = norm_;
-            const double subdiagonal = std::fabs(h_(l_, l_ - 1));
-            if (s + subdiagonal == s || (tolerant_ && subdiagonal <= kUnit * s)) return;
+            const double subdiagonal = std::fabs(diagonal[-up + 1]);
+            if (s + subdiagonal == s || (tolerant_ && subdiagonal <= kUnit * s)) break;
         }
+        l_ = l;
     }
 
     void SpendIteration() {
@@ -135,14 +140,15 @@ class Iteration {
     // subdiagonal elements allow to begin.
     void DoubleStep() {
         double p = 0.0, q = 0.0, r = 0.0;  // the first column of (H − s₁I)·(H − s₂I), scaled
+        const std::ptrdiff_t down = h_.LeadingDimension() + 1;
         int m = en_ - 2;
-        for (;; --m) {
-            const double zz = h_(m, m);
+        for (const double* diagonal = &h_(m, m);; --m, diagonal -= down) {
+            const double zz = *diagonal;
             r = x_ - zz;
             double s = y_ - zz;
             const double first = r * s - w_;
-            q = h_(m + 1, m + 1) - zz - r - s;
-            if (kernels_ && m > l_ && IsClearlyCoupled(m, first, q)) continue;
+            q = diagonal[down] - zz - r - s;
+            if (kernels_ && m > l_ && IsClearlyCoupled(diagonal, first, q)) continue;
             p = first / h_(m + 1, m) + h_(m, m + 1);
             r = h_(m + 2, m + 1);
             s = std::fabs(p) + std::fabs(q) + std::fabs(r);
@@ -156,9 +162,12 @@ class Iteration {
             const double fill = std::fabs(h_(m, m - 1)) * (std::fabs(q) + std::fabs(r));
             if (neighbours + fill == neighbours) break;
         }
-        for (int i = m + 2; i <= en_; ++i) {
-            h_(i, i - 2) = 0.0;
-            if (i > m + 2) h_(i, i - 3) = 0.0;
+        double* below = h_.Column(m) + m + 2;  // of the subdiagonal
+        below[0] = 0.0;
+        for (int i = m + 3; i <= en_; ++i) {
+            below[1] = 0.0;
+            below += h_.LeadingDimension() + 1;
+            below[0] = 0.0;
         }
         if (kernels_)
             kernels_->chaseBulge({h_.Order(), h_.LeadingDimension(), h_.Column(0),
@@ -168,15 +177,17 @@ class Iteration {
             ChaseBulge(m, p, q, r);
     }
 
-    // Whether the test in DoubleStep certainly fails for row m, told without its divisions:
-    // both sides are multiplied by s and by h(m + 1, m), and p is taken too large.
-    bool IsClearlyCoupled(int m, double first, double q) const {
-        const double below = std::fabs(h_(m + 1, m));
-        const double fill =
-            std::fabs(h_(m, m - 1)) * (std::fabs(q) + std::fabs(h_(m + 2, m + 1))) * below;
+    // Whether the test in DoubleStep certainly fails for the row of a diagonal element, told
+    // without its divisions: both sides are multiplied by s and by h(m + 1, m), and p is taken
+    // too large.
+    bool IsClearlyCoupled(const double* diagonal, double first, double q) const {
+        const std::ptrdiff_t down = h_.LeadingDimension() + 1;
+        const double below = std::fabs(diagonal[1]);
+        const double fill = std::fabs(diagonal[1 - down]) *
+                            (std::fabs(q) + std::fabs(diagonal[down + 1])) * below;
         const double neighbours =
-            (std::fabs(first) + std::fabs(h_(m, m + 1)) * below) *
-            (std::fabs(h_(m - 1, m - 1)) + std::fabs(h_(m, m)) + std::fabs(h_(m + 1, m + 1)));
+            (std::fabs(first) + std::fabs(diagonal[down - 1]) * below) *
+            (std::fabs(diagonal[-down]) + std::fabs(*diagonal) + std::fabs(diagonal[down]));
         constexpr double kClearly = 1e-12, kLargest = std::numeric_limits<double>::max();
         return fill > kClearly * neighbours && fill <= kLargest;
     }

@@ -28,19 +28,26 @@ std::vector<char> FindCloseOnes(const Matrix1D<Complex>& E) {
     const int n = E.Size(0);
     std::vector<char> close;
     close.reserve(static_cast<std::size_t>(n));
+    std::vector<double> parts(2 * static_cast<std::size_t>(n));
+    double *const re = parts.data(), *const im = re + n;
+    for (int i = 0; i < n; ++i) {
+        re[i] = E(i).real();
+        im[i] = E(i).imag();
+    }
     for (int i = 0; i < n; ++i) {
         if (i > 0 && E(i - 1).imag() > 0.0) {  // a partner takes the answer of the first
             close.push_back(close.back());
             continue;
         }
-        const auto isClose = [&](int j) {
-            const Complex d = E(i) - E(j);
-            return j != i && std::fabs(d.real()) < kClose && std::fabs(d.imag()) < kClose &&
-                   std::abs(d) < kClose;
+        const auto isNear = [re, im, i](int j) {
+            return static_cast<int>(std::fabs(re[i] - re[j]) < kClose) &
+                   static_cast<int>(std::fabs(im[i] - im[j]) < kClose);
         };
+        int near = -isNear(i);  // how many others are, by their parts
+        for (int j = 0; j < n; ++j) near += isNear(j);
         char any = 0;
-        for (int j = 0; j < n; ++j)
-            if (isClose(j)) any = 1;
+        for (int j = 0; near > 0 && j < n; ++j)
+            if (j != i && std::abs(E(i) - E(j)) < kClose) any = 1;
         close.push_back(any);
     }
     return close;
@@ -198,9 +205,33 @@ void ScaleColumn(FlatMatrix<double> v, int i, bool isPair) {
     for (int k = 1; k < n; ++k)
         if (size(k) > largest) largest = size(k);
     if (im) largest = std::sqrt(largest);
-    if (largest == 0.0) return;
+    if (largest == 0.0 || largest == 1.0) return;
     for (int k = 0; k < n; ++k) re[k] /= largest;
     for (int k = 0; im && k < n; ++k) im[k] /= largest;
+}
+
+// Whether Σ|A·v − λ·v| is certainly no more than most, for the vector in column i, or in
+// columns i and i + 1; told without the roots of the moduli, and in no order.
+bool IsCertainlySmall(const Complex& lambda, FlatMatrix<double> product, FlatMatrix<double> v,
+                      int i, double most) {
+    constexpr int kSums = 4;
+    const int n = v.Order();
+    const bool isPair = lambda.imag() != 0.0;
+    const double *const re = v.Column(i), *const im = v.Column(isPair ? i + 1 : i);
+    const double *const ofRe = product.Column(i), *const ofIm =
+                                                      product.Column(isPair ? i + 1 : i);
+    const double p = lambda.real(), q = lambda.imag();
+    double sums[kSums] = {};
+    const auto add = [&](int k, double& sum) {
+        sum += std::fabs(ofRe[k] - (p * re[k] - q * im[k])) +
+               std::fabs(ofIm[k] - (p * im[k] + q * re[k]));
+    };
+    int k = 0;
+    for (; k + kSums <= n; k += kSums)
+        for (int s = 0; s < kSums; ++s) add(k + s, sums[s]);
+    for (; k < n; ++k) add(k, sums[0]);
+    constexpr double kWithRoundings = 1.0 + 1e-9;
+    return (sums[0] + sums[1] + sums[2] + sums[3]) * kWithRoundings <= most;
 }
 
 // A·v, all columns at once.
@@ -248,6 +279,7 @@ void RefineVectors(const Matrix2D<double>& A, const Matrix1D<int>& D, Matrix1D<C
     const FlatMatrix<double> product(n, products.data());
 
     const auto check = [&]<typename T>(const T& lambda, int i) {
+        if (kernels && IsCertainlySmall(lambda, product, scaled, i, tolerance * n)) return;
         double sum = 0.0;
         for (int k = 0; k < n; ++k) sum += Magnitude(Difference(lambda, product, scaled, k, i));
         const double error = sum / n;
