@@ -38,8 +38,24 @@ struct MatrixProduct {
     double* work;  // 8·n numbers
 };
 
-/// Sums of several vectors with the rows of a matrix.
-constexpr int kSumWidth = 16;
+/// Pairs whose vectors are solved for side by side.
+constexpr int kPairs = 8;
+/// Their numbers row by row: kPairs real parts, then as many imaginary ones.
+constexpr int kPairsWidth = 2 * kPairs;
+
+/// Of the back-substitution (T − λI)·y = 0 for several pairs, one row of T, or the two of a
+/// 2 × 2 block.
+struct PairRows {
+    const double* upper;   // the row, or the first one of a block
+    const double* lower;   // the second one of a block, or null
+    int j, last;           // y is known from row j + 1, behind the rows, to last
+    const double* lambda;  // kPairsWidth numbers
+    double* y;             // kPairsWidth numbers for each row of T
+    int firstPair, end;    // those that are solved for
+    double *size,
+        *residual;  // kPairs each: |y| at least, |(T − λI)·y| at most; brought up to date
+    double* sums;   // receives −Σ T(i, m)·y[m], kPairsWidth numbers for each row
+};
 
 /// The loops of the eigen solver that take most of its time, for one instruction set.
 ///
@@ -52,9 +68,10 @@ struct EigenKernels {
     void (*eliminate)(const Elimination& step);
     void (*multiply)(const MatrixProduct& product);
 
-    /// sums[e] = Σ row[m]·y[m·kSumWidth + e] over m = first … last, in ascending order, for
-    /// kSumWidth vectors side by side.
-    void (*sum)(const double* row, int first, int last, const double* y, double* sums);
+    /// Solves for elements j, or j − 1 and j, as SchurVectors does it one pair at a time. The
+    /// pairs in the bits of the result are left to that: a number is so large or so small, or a
+    /// solution so poor, that there is more to do.
+    unsigned (*solvePairs)(const PairRows& rows);
 };
 
 extern const EigenKernels kBaselineEigenKernels, kAvx2EigenKernels;

@@ -117,21 +117,20 @@ class Chase {
         for (; k + 1 < s_.en - 1; k += 2) {
             Next next(*this, k + 1, Corner(k, first));
             Rows(first, At(k, k + 3), At(k + 1, k + 3), At(k + 2, k + 3));
-            // A third at a time is worth its constants only when Z is large.
-            const Long third = s_.n < 64 ? 0 : zRows_ / 3 / kLanes * kLanes;
+            const Long third = zRows_ / 3 / kLanes * kLanes;
             ColumnsOfZ(0, third);
             next.Root();
             ColumnsOfZ(third, 2 * third);
             const Reflector second = next.Finished();
             ColumnsOfZ(2 * third, zRows_);
+            const Pair pair{first, second, WideReflector(first), WideReflector(second)};
             Next afterwards(*this, k + 2, Corner(k + 1, second));
             Columns(second, At(k, k + 1), At(k, k + 2), At(k, k + 3));
-            RowsOfPair(k, first, second);
+            RowsOfPair(k, pair);
             afterwards.Root();
-            ColumnsOfPair(s_.h, k, s_.firstRow, k, first, second);
+            ColumnsOfPair(s_.h, k, s_.firstRow, k, pair);
             waiting_ = k;
-            waitingFirst_ = first;
-            waitingSecond_ = second;
+            waitingPair_ = pair;
             first = afterwards.Finished();
             zRows_ = s_.z ? (s_.n + kLanes - 1) / kLanes * kLanes : 0;
         }
@@ -151,9 +150,13 @@ class Chase {
   private:
     const QrSweep& s_;
     Long ld_;
+    struct Pair {
+        Reflector first{}, second{};
+        WideReflector wideFirst{first}, wideSecond{second};
+    };
     // The pair of reflectors that Z has not seen yet, and its rows, none at first.
     Long waiting_ = 0, zRows_ = 0;
-    Reflector waitingFirst_{}, waitingSecond_{};
+    Pair waitingPair_;
 
     using Quad = double __attribute__((vector_size(4 * sizeof(double))));
 
@@ -237,8 +240,8 @@ class Chase {
     }
 
     // Rows k … k + 3 behind column k + 3; also of the columns that fill up the last vector.
-    void RowsOfPair(Long k, const Reflector& first, const Reflector& second) const {
-        const WideReflector v(first), w(second);
+    void RowsOfPair(Long k, const Pair& pair) const {
+        const WideReflector &v = pair.wideFirst, &w = pair.wideSecond;
         double* at = &At(k, k + 4);
         Long left = s_.lastColumn - (k + 3);
         for (; left > kLanes; left -= 2 * kLanes) at = RowTiles<2>(at, v, w);
@@ -257,14 +260,12 @@ class Chase {
     }
 
     void ColumnsOfZ(Long begin, Long end) const {
-        if (begin < end)
-            ColumnsOfPair(s_.z, waiting_, begin, end, waitingFirst_, waitingSecond_);
+        if (begin < end) ColumnsOfPair(s_.z, waiting_, begin, end, waitingPair_);
     }
 
     // Rows begin … end − 1 of columns k … k + 3.
-    void ColumnsOfPair(double* matrix, Long k, Long begin, Long end, const Reflector& first,
-                       const Reflector& second) const {
-        const WideReflector v(first), w(second);
+    void ColumnsOfPair(double* matrix, Long k, Long begin, Long end, const Pair& pair) const {
+        const WideReflector &v = pair.wideFirst, &w = pair.wideSecond;
         double *const a = Column(matrix, k), *const b = a + ld_, *const c = b + ld_,
                       *const d = c + ld_;
         Long i = begin;
@@ -278,8 +279,8 @@ class Chase {
             Store(d + i, di);
         }
         for (; i < end; ++i) {
-            Columns(first, a[i], b[i], c[i]);
-            Columns(second, b[i], c[i], d[i]);
+            Columns(pair.first, a[i], b[i], c[i]);
+            Columns(pair.second, b[i], c[i], d[i]);
         }
     }
 
@@ -495,19 +496,175 @@ void Multiply(const MatrixProduct& p) {
 
 // ---- Back-substitution -------------------------------------------------------------------
 
-void Sum(const double* row, int first, int last, const double* y, double* sums) {
-    constexpr int kVectors = kSumWidth / static_cast<int>(kLanes);
-    Lanes sum[kVectors] = {};
-    for (Long m = first; m <= last; ++m) {
-        const Lanes f = Spread(row[m]);
-        for (int v = 0; v < kVectors; ++v) sum[v] += f * Load(y + m * kSumWidth + v * kLanes);
+inline Lanes Magnitude(Lanes x) { return x < 0.0 ? -x : x; }
+inline Lanes Larger(Lanes a, Lanes b) { return a > b ? a : b; }
+
+// Complex numbers in lanes.
+struct Wide {
+    Lanes re, im;
+
+    Lanes SumOfParts() const { return Magnitude(re) + Magnitude(im); }
+    Lanes LargerPart() const { return Larger(Magnitude(re), Magnitude(im)); }
+    Lanes Square() const { return re * re + im * im; }
+};
+inline Wide operator+(const Wide& a, const Wide& b) { return {a.re + b.re, a.im + b.im}; }
+inline Wide operator-(const Wide& a, const Wide& b) { return {a.re - b.re, a.im - b.im}; }
+inline Wide operator*(const Wide& a, const Wide& b) {
+    return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+}
+inline Wide Choose(Mask mask, const Wide& a, const Wide& b) {
+    return {mask ? a.re : b.re, mask ? a.im : b.im};
+}
+
+// Division as Quotient in zemra/matrix/kernels.h has it; bad becomes set where that leaves it
+// to the general one.
+class Divisor {
+  public:
+    Divisor(const Wide& d, Mask& bad) : isSteep_(Magnitude(d.re) < Magnitude(d.im)), bad_(bad) {
+        const Lanes large = isSteep_ ? d.im : d.re, small = isSteep_ ? d.re : d.im;
+        ratio_ = small / large;
+        denominator_ = small * ratio_ + large;
+        bad_ |= ~(IsModerate(Magnitude(large)) &
+                  ((Magnitude(ratio_) >= kSmallPart) | (small == 0.0)));
     }
-    for (int v = 0; v < kVectors; ++v) Store(sums + v * kLanes, sum[v]);
+    Wide Divide(const Wide& a) const {
+        const Lanes size = a.LargerPart();
+        bad_ |= ~(IsModerate(size) | (size == 0.0));
+        const Lanes first = isSteep_ ? a.im : a.re, second = isSteep_ ? a.re : a.im;
+        const Lanes product = first * ratio_;
+        return {(second * ratio_ + first) / denominator_,
+                (isSteep_ ? product - second : second - product) / denominator_};
+    }
+
+  private:
+    Mask isSteep_;
+    Mask& bad_;
+    Lanes ratio_, denominator_;
+
+    static constexpr double kSmallPart = 1e-100, kLargePart = 1e100;
+    static Mask IsModerate(Lanes x) { return (x >= kSmallPart) & (x <= kLargePart); }
+};
+
+// mat2x2<Complex>::Solve for one system in each lane, a in column order.
+class BlockSolver {
+  public:
+    BlockSolver(const Wide (&a)[4], const Wide (&b)[2]) {
+        const Wide determinant = a[0] * a[3] - a[1] * a[2];
+        bad = ~(determinant.Square() > 1.0001e-50);
+        const Divisor whole(determinant, bad);
+        const Wide cramer[2] = {whole.Divide(b[0] * a[3] - b[1] * a[2]),
+                                whole.Divide(b[1] * a[0] - a[1] * b[0])};
+        const Lanes upper = a[0].Square(), lower = a[1].Square();
+        const Mask isUpper = IsLarger(upper, lower);
+        const Wide p2 = Choose(isUpper, a[2], a[3]), pb = Choose(isUpper, b[0], b[1]),
+                   o1 = Choose(isUpper, a[1], a[0]), o2 = Choose(isUpper, a[3], a[2]),
+                   ob = Choose(isUpper, b[1], b[0]);
+        const Divisor pivot(Choose(isUpper, a[0], a[1]), bad);
+        const Wide s = pivot.Divide(pb), t = pivot.Divide(p2);
+        const Divisor second(o2 - t * o1, bad);
+        const Wide x = second.Divide(ob - s * o1);
+        const Wide gauss[2] = {s - x * t, x};
+        const Mask takeGauss = IsLarger(Residual(a, b, cramer), Residual(a, b, gauss));
+        for (int i = 0; i < 2; ++i) y[i] = Choose(takeGauss, gauss[i], cramer[i]);
+        for (int i = 0; i < 2; ++i) {
+            const Wide left = a[i] * y[0], right = a[i + 2] * y[1];
+            const Lanes parts = left.LargerPart() + right.LargerPart() + b[i].LargerPart();
+            residual[i] = (left + right - b[i]).SumOfParts();
+            bad |= ~(residual[i] <= 0.5e-13 * parts);
+        }
+    }
+
+    Wide y[2];
+    Lanes residual[2];
+    Mask bad;
+
+  private:
+    // Of two numbers whose roots are to be compared.
+    Mask IsLarger(Lanes a, Lanes b) {
+        const Mask larger = a > b * (1.0 + 1e-14);
+        bad |= ~(larger | (a <= b));
+        return larger;
+    }
+    static Lanes Residual(const Wide (&a)[4], const Wide (&b)[2], const Wide (&x)[2]) {
+        const Wide first = b[0] - a[0] * x[0] - a[2] * x[1],
+                   second = b[1] - a[1] * x[0] - a[3] * x[1];
+        return (first * first + second * second).Square();
+    }
+};
+
+template <int kRows>
+void SumPairs(const PairRows& p) {
+    constexpr int kVectors = kPairsWidth / static_cast<int>(kLanes);
+    Lanes sum[kRows][kVectors] = {};
+    for (Long m = p.j + 1; m <= p.last; ++m) {
+        const double* const y = p.y + m * kPairsWidth;
+        for (int v = 0; v < kVectors; ++v) {
+            const Lanes ym = Load(y + v * kLanes);
+            sum[0][v] += Spread(p.upper[m]) * ym;
+            if (kRows == 2) sum[kRows - 1][v] += Spread(p.lower[m]) * ym;
+        }
+    }
+    for (int i = 0; i < kRows; ++i)
+        for (int v = 0; v < kVectors; ++v)
+            Store(p.sums + i * kPairsWidth + v * kLanes, -sum[i][v]);
+}
+
+unsigned SolvePairs(const PairRows& p) {
+    if (p.lower)
+        SumPairs<2>(p);
+    else
+        SumPairs<1>(p);
+    const Long upperRow = p.lower ? p.j - 1 : p.j;
+    unsigned left = 0;
+    for (Long e = p.firstPair / kLanes * kLanes; e < p.end; e += kLanes) {
+        const auto load = [e](const double* at) {
+            return Wide{Load(at + e), Load(at + kPairs + e)};
+        };
+        const Wide lambda = load(p.lambda), upper = load(p.sums);
+        const auto shifted = [&lambda](double t) { return Wide{t - lambda.re, -lambda.im}; };
+        const auto real = [](double t) { return Wide{Spread(t), Lanes{}}; };
+        const Lanes index = Spread(static_cast<double>(e)) + Counting();
+        const Mask active =
+            (index >= static_cast<double>(p.firstPair)) & (index < static_cast<double>(p.end));
+        Wide y[2];
+        Lanes size, residual;
+        Mask bad{};
+        if (p.lower) {
+            const Wide lower = load(p.sums + kPairsWidth);
+            const BlockSolver solver({shifted(p.upper[p.j - 1]), real(p.lower[p.j - 1]),
+                                      real(p.upper[p.j]), shifted(p.lower[p.j])},
+                                     {upper, lower});
+            y[0] = solver.y[0];
+            y[1] = solver.y[1];
+            size = Larger(y[0].LargerPart(), y[1].LargerPart());
+            residual = Larger(solver.residual[0], solver.residual[1]);
+            bad = solver.bad;
+        } else {
+            const Wide w = shifted(p.upper[p.j]);
+            y[0] = Divisor(w, bad).Divide(upper);
+            size = y[0].LargerPart();
+            residual = (w * y[0] - upper).SumOfParts();
+        }
+        bad |= ~(size * 2.220446049250313e-16 * size <= 1.0) | ~(residual <= 1e300);
+        const Mask stores = active & ~bad;
+        const auto store = [&stores](double* at, Lanes x) { Store(at, stores ? x : Load(at)); };
+        for (Long i = 0; i < (p.lower ? 2 : 1); ++i) {
+            double* const to = p.y + (upperRow + i) * kPairsWidth + e;
+            store(to, y[i].re);
+            store(to + kPairs, y[i].im);
+        }
+        store(p.size + e, Larger(Load(p.size + e), size));
+        store(p.residual + e, Larger(Load(p.residual + e), residual));
+        const Mask again = active & bad;
+        for (int l = 0; l < kLanes; ++l)
+            if (again[l]) left |= 1U << (e + l);
+    }
+    return left;
 }
 
 // ------------------------------------------------------------------------------------------
 
-constexpr EigenKernels kEigenKernels = {ChaseBulge, Eliminate, Multiply, Sum};
+constexpr EigenKernels kEigenKernels = {ChaseBulge, Eliminate, Multiply, SolvePairs};
 
 }  // namespace
 }  // namespace ZEMRA::Vibration

@@ -100,8 +100,6 @@ class SchurVectors {
     }
 
   private:
-    static constexpr int kPairs = kSumWidth / 2;  // that are solved for side by side
-
     SchurForm T_;
     bool isBlockAll_;  // no row is isolated
     Matrix1D<Complex>& E_;
@@ -170,109 +168,115 @@ class SchurVectors {
         if (waiting_.size() == kPairs) FindWaitingPairs();
     }
 
-    // The vector of one of the pairs that are solved for side by side.
-    struct Lane {
-        int k;
-        Complex lambda;
-        double* re;  // of its component 0
-        bool isRescaled = false;
-        double size = 0.0, residual = 0.0;  // of |y| at least, of (T − λI)·y at most
+    // Pairs that are solved for side by side.
+    struct Group {
+        int count = 0;
+        double* y;  // kPairsWidth numbers for each row of T
+        std::array<int, kPairs> k{};
+        std::array<double, kPairsWidth> lambda{};
+        std::array<double, kPairs> size{},
+            residual{};  // of |y| at least, of (T − λI)·y at most
+        std::array<char, kPairs> isRescaled{};
 
-        double* im() const { return re + kPairs; }
-        // The place of component i among the real, or the imaginary, parts.
-        static std::ptrdiff_t Place(int i) { return std::ptrdiff_t{i} * kSumWidth; }
-        Complex Get(int i) const { return {re[Place(i)], im()[Place(i)]}; }
-        void Set(int i, const Complex& y) {
-            re[Place(i)] = y.real();
-            im()[Place(i)] = y.imag();
-            size = std::max(size, LargerPart(y));
+        // Component i of pair e.
+        double* At(std::size_t e, int i) const {
+            return y + std::ptrdiff_t{i} * kPairsWidth + e;
         }
-        void Note(const Complex& r) {
-            if (!(SumOfParts(r) <= residual)) residual = SumOfParts(r);  // a NaN stays
+        Complex Get(std::size_t e, int i) const { return {At(e, i)[0], At(e, i)[kPairs]}; }
+        Complex Lambda(std::size_t e) const { return {lambda[e], lambda[kPairs + e]}; }
+        void Set(std::size_t e, int i, const Complex& value) {
+            At(e, i)[0] = value.real();
+            At(e, i)[kPairs] = value.imag();
+            size[e] = std::max(size[e], LargerPart(value));
+        }
+        void Note(std::size_t e, const Complex& r) {
+            if (!(SumOfParts(r) <= residual[e])) residual[e] = SumOfParts(r);  // a NaN stays
         }
         // As AvoidOverflow, after rows first … have been stored.
-        void AvoidOverflow(int first, double t) {
+        void AvoidOverflow(std::size_t e, int first, double t) {
             if (!(t * kUnit * t > 1.0)) return;
-            isRescaled = true;
-            for (int i = first; i <= k + 1; ++i) {
-                re[Place(i)] /= t;
-                im()[Place(i)] /= t;
+            isRescaled[e] = 1;
+            for (int i = first; i <= k[e] + 1; ++i) {
+                At(e, i)[0] /= t;
+                At(e, i)[kPairs] /= t;
             }
         }
     };
 
-    // The same as FindPair for each of them, with the sums of a row of T made side by side. A
-    // component that a shorter vector does not have is a zero.
+    // The same as FindPair for each of them. A component that a shorter vector does not have is
+    // a zero.
     void FindWaitingPairs() {
         if (waiting_.empty()) return;
         const int last = waiting_.back() + 1;
-        side_.assign(static_cast<std::size_t>(last + 1) * kSumWidth, 0.0);
-        std::vector<Lane> lanes;
-        for (const int k : waiting_) {
-            Lane lane{k, E_(k), side_.data() + lanes.size()};
-            lane.Set(k, FirstOfPair(k));
-            lane.Set(k + 1, Complex(0.0, 1.0));
-            const std::array<Complex, 4> own = Block(k + 1, lane.lambda);
-            lane.Note(Product(own[0], lane.Get(k)) + Product(own[2], lane.Get(k + 1)));
-            lane.Note(Product(own[1], lane.Get(k)) + Product(own[3], lane.Get(k + 1)));
-            lanes.push_back(lane);
+        side_.assign(static_cast<std::size_t>(last + 1) * kPairsWidth, 0.0);
+        Group group;
+        group.y = side_.data();
+        for (std::size_t e = 0; const int k : waiting_) {
+            group.k[e] = k;
+            group.lambda[e] = E_(k).real();
+            group.lambda[kPairs + e] = E_(k).imag();
+            group.Set(e, k, FirstOfPair(k));
+            group.Set(e, k + 1, Complex(0.0, 1.0));
+            const std::array<Complex, 4> own = Block(k + 1, E_(k));
+            const Complex upper = group.Get(e, k), lower = group.Get(e, k + 1);
+            group.Note(e, Product(own[0], upper) + Product(own[2], lower));
+            group.Note(e, Product(own[1], upper) + Product(own[3], lower));
+            group.count = static_cast<int>(++e);
         }
         waiting_.clear();
-        for (int j = last - 2; j >= 0; --j) {
-            if (T_.IsLowerRowOfBlock(j)) {
-                SolveBlockRows(j, last, lanes);
-                --j;
-            } else {
-                SolveRows(j, last, lanes);
-            }
-        }
+        for (int j = last - 2; j >= 0; j -= T_.IsLowerRowOfBlock(j) ? 2 : 1)
+            SolveRows(j, last, group);
         // What is not clearly a vector is looked at as FindPair does.
-        for (const Lane& lane : lanes) {
-            if (isBlockAll_ && !lane.isRescaled &&
-                lane.residual <= 0.5 * kPoorVector * T_.Norm() * lane.size) {
-                for (int i = 0; i <= lane.k + 1; ++i) {
-                    Y_(i, lane.k) = lane.Get(i).real();
-                    Y_(i, lane.k + 1) = lane.Get(i).imag();
+        for (std::size_t e = 0; e < static_cast<std::size_t>(group.count); ++e) {
+            const int k = group.k[e];
+            if (isBlockAll_ && !group.isRescaled[e] &&
+                group.residual[e] <= 0.5 * kPoorVector * T_.Norm() * group.size[e]) {
+                for (int i = 0; i <= k + 1; ++i) {
+                    Y_(i, k) = group.At(e, i)[0];
+                    Y_(i, k + 1) = group.At(e, i)[kPairs];
                 }
                 continue;
             }
             Matrix1D<Complex> y(T_.Order());
-            for (int i = 0; i <= lane.k + 1; ++i) y(i) = lane.Get(i);
-            CheckAndStorePair(lane.k, y);
+            for (int i = 0; i <= k + 1; ++i) y(i) = group.Get(e, i);
+            CheckAndStorePair(k, y);
         }
     }
 
-    void SolveRows(int j, int last, std::vector<Lane>& lanes) const {
-        double sums[kSumWidth];
-        kernels_->sum(T_.Row(j), j + 1, last, side_.data(), sums);
-        for (std::size_t e = 0; e < lanes.size(); ++e) {
-            Lane& lane = lanes[e];
-            if (lane.k <= j) continue;
-            const Complex sum(sums[e], sums[kPairs + e]), w = T_(j, j) - lane.lambda;
-            const Complex y = -sum / w;
-            lane.Set(j, y);
-            lane.Note(Product(w, y) + sum);
-            lane.AvoidOverflow(j, LargerPart(y));
+    // Row j, or the block whose lower row it is.
+    void SolveRows(int j, int last, Group& group) const {
+        int first = 0;
+        while (first < group.count && group.k[static_cast<std::size_t>(first)] <= j) ++first;
+        const bool isBlock = T_.IsLowerRowOfBlock(j);
+        double sums[2 * kPairsWidth];
+        const unsigned left =
+            kernels_->solvePairs({T_.Row(isBlock ? j - 1 : j), isBlock ? T_.Row(j) : nullptr, j,
+                                  last, group.lambda.data(), group.y, first, group.count,
+                                  group.size.data(), group.residual.data(), sums});
+        for (std::size_t e = 0; left >> e != 0; ++e) {
+            if ((left >> e & 1) == 0) continue;
+            const Complex side(sums[e], sums[kPairs + e]), lambda = group.Lambda(e);
+            if (!isBlock) {
+                const Complex w = T_(j, j) - lambda, y = Quotient(side, w);
+                group.Set(e, j, y);
+                group.Note(e, Product(w, y) - side);
+                group.AvoidOverflow(e, j, LargerPart(y));
+                continue;
+            }
+            const double* const lower = sums + kPairsWidth;
+            SolveBlockRows(j, e, {side, Complex(lower[e], lower[kPairs + e])}, group);
         }
     }
 
-    void SolveBlockRows(int j, int last, std::vector<Lane>& lanes) const {
-        double upper[kSumWidth], lower[kSumWidth];
-        kernels_->sum(T_.Row(j - 1), j + 1, last, side_.data(), upper);
-        kernels_->sum(T_.Row(j), j + 1, last, side_.data(), lower);
-        for (std::size_t e = 0; e < lanes.size(); ++e) {
-            Lane& lane = lanes[e];
-            if (lane.k <= j) continue;
-            const std::array<Complex, 2> side{-Complex(upper[e], upper[kPairs + e]),
-                                              -Complex(lower[e], lower[kPairs + e])};
-            const std::array<Complex, 4> a = Block(j, lane.lambda);
-            const std::array<Complex, 2> x = SolveBlock(a, side);
-            lane.Set(j - 1, x[0]);
-            lane.Set(j, x[1]);
-            lane.Note(Product(a[0], x[0]) + Product(a[2], x[1]) - side[0]);
-            lane.Note(Product(a[1], x[0]) + Product(a[3], x[1]) - side[1]);
-            lane.AvoidOverflow(j - 1, std::max(LargerPart(x[0]), LargerPart(x[1])));
-        }
+    void SolveBlockRows(int j, std::size_t e, const std::array<Complex, 2>& side,
+                        Group& group) const {
+        const std::array<Complex, 4> a = Block(j, group.Lambda(e));
+        const std::array<Complex, 2> x = SolveBlock(a, side);
+        group.Set(e, j - 1, x[0]);
+        group.Set(e, j, x[1]);
+        group.Note(e, Product(a[0], x[0]) + Product(a[2], x[1]) - side[0]);
+        group.Note(e, Product(a[1], x[0]) + Product(a[3], x[1]) - side[1]);
+        group.AvoidOverflow(e, j - 1, std::max(LargerPart(x[0]), LargerPart(x[1])));
     }
 
     void WarnOnce() {
@@ -328,7 +332,7 @@ class SchurVectors {
         return true;
     }
     bool SolveRow(int j, int last, const Complex& lambda, Complex* y) const {
-        y[j] = -T_.Sum(j, j + 1, last, y) / (T_(j, j) - lambda);
+        y[j] = Quotient(-T_.Sum(j, j + 1, last, y), T_(j, j) - lambda);
         return true;
     }
 
@@ -386,12 +390,14 @@ void NormaliseChain(const std::vector<int>& members, FlatMatrix<double> v) {
 }
 
 void NormalisePair(int k, FlatMatrix<double> v) {
+    double *const re = v.Column(k), *const im = v.Column(k + 1);
     LargestComponent<Complex> largest;
-    for (int i = 0; i < v.Order(); ++i) largest.Offer({v(i, k), v(i, k + 1)});
+    for (int i = 0; i < v.Order(); ++i) largest.Offer({re[i], im[i]});
+    const Complex divisor = largest.Value();
     for (int i = 0; i < v.Order(); ++i) {
-        const Complex component = Complex(v(i, k), v(i, k + 1)) / largest.Value();
-        v(i, k) = component.real();
-        v(i, k + 1) = component.imag();
+        const Complex component = Quotient(Complex(re[i], im[i]), divisor);
+        re[i] = component.real();
+        im[i] = component.imag();
     }
 }
 

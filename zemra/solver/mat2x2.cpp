@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "zemra/matrix/kernels.h"
 #include "zemra/solver/magnitude.h"
 
 namespace ZEMRA::Vibration {
@@ -12,10 +13,10 @@ constexpr double kZeroDeterminant = 1e-25;
 template <typename T>
 std::array<T, 2> Eliminate(const T& p1, const T& p2, const T& pb, const T& o1, const T& o2,
                            const T& ob) {
-    const T s = pb / p1;
-    const T t = p2 / p1;
+    const T s = Quotient(pb, p1);
+    const T t = Quotient(p2, p1);
     const T e = o2 - t * o1;
-    const T x2 = (ob - s * o1) / e;
+    const T x2 = Quotient(ob - s * o1, e);
     return {s - x2 * t, x2};
 }
 
@@ -33,8 +34,8 @@ bool mat2x2<T>::Solve(const T* a, T* x) {
     const T det = a[0] * a[3] - a[1] * a[2];
     if (!(Magnitude(det) > kZeroDeterminant)) return false;
 
-    const std::array<T, 2> cramer{(x[0] * a[3] - x[1] * a[2]) / det,
-                                  (x[1] * a[0] - a[1] * x[0]) / det};
+    const std::array<T, 2> cramer{Quotient(x[0] * a[3] - x[1] * a[2], det),
+                                  Quotient(x[1] * a[0] - a[1] * x[0], det)};
     const std::array<T, 2> gauss = Magnitude(a[0]) > Magnitude(a[1])
                                        ? Eliminate(a[0], a[2], x[0], a[1], a[3], x[1])
                                        : Eliminate(a[1], a[3], x[1], a[0], a[2], x[0]);
