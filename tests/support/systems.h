@@ -81,7 +81,8 @@ struct Modal {
         : eigen(Solved(model)),
           canon(ToCore(model.A), ToCore(model.B), ToCore(model.C), ToCore(model.D),
                 static_cast<int>(modes.size()), modes.data(), eigen),
-          system(0, canon.A(), canon.B(), canon.C(), canon.D(), Idle(model.B.cols()), eigen) {}
+          system(0, canon.A(), canon.B(), canon.C(), canon.D(), Idle(model.B.cols()), eigen,
+                 canon.Residual()) {}
 
     static EigenProblem Solved(const Model& model) {
         EigenProblem eigen(ToCore(model.A));

@@ -219,6 +219,47 @@ TEST(ForceSystemMS, SweepsChainsTogetherToo) {
 }
 
 // A rigid body at rest: the inverse of (s, −1; 0, s) at s = 0 is (1e30, 1e99; 0, 1e30).
+// Frequencies far below the modes, where the rounding of a stiff model counts most.
+TEST(ForceSystemMS, SaysWhereRoundingChangesItsAnswers) {
+    std::vector<Model> models = BadlyScaledModels(), sound = ModalModels();
+    for (Model& model : models) sound.push_back(std::exchange(model, WithMotions(model)));
+    models.push_back(CarOnPlatforms(5));
+    models.insert(models.end(), sound.begin(), sound.end());
+    int warned = 0, silent = 0;
+    for (const Model& model : models) {
+        SCOPED_TRACE(model.name);
+        CapturedMessages messages;
+        Modal modal(model);
+        for (const double w : LogSpaced(1e-4, 0.3, 9)) {
+            messages.Take();  // of the vectors themselves
+            const Matrix1D<double> sweep = Vector({2 * w, 0, -w});
+            const auto actual = ToEigen(modal.system.TransferFunction(sweep).Slot(2));
+            const Reference expected(model, -w);
+            double error = 0.0, avoidable = 0.0;  // where elimination knows better
+            for (Eigen::Index i = 0; i < actual.rows(); ++i) {
+                const double size = expected.H.row(i).cwiseAbs().maxCoeff(),
+                             off = (actual - expected.H).row(i).cwiseAbs().maxCoeff() / size;
+                error = std::max(error, off);
+                if (expected.boundH.row(i).maxCoeff() < 1e-4 * size)
+                    avoidable = std::max(avoidable, off);
+            }
+            const auto said = messages.Take();
+            if (avoidable > 1e-2 || !said.empty()) {
+                EXPECT_THAT(said, ElementsAre(Pair('w', HasSubstr("Use the state-space form"))))
+                    << w << ' ' << error;
+            }
+            if (error < 1e-4) {
+                EXPECT_THAT(said, IsEmpty()) << w << ' ' << error;
+            }
+            (said.empty() ? silent : warned) += 1;
+            modal.system.TransferFunction(sweep);  // from the cache
+            EXPECT_THAT(messages.Take(), IsEmpty());
+        }
+    }
+    EXPECT_GT(warned, 10);
+    EXPECT_GT(silent, 50);
+}
+
 TEST(ForceSystemMS, GivesARigidBodyAFiniteResponseAtZeroFrequency) {
     CapturedMessages messages;
     for (const Model& model : {FreeMass(), FreeChain(3), FreeChain(5)}) {

@@ -96,11 +96,11 @@ std::unique_ptr<System> BuildModalModel(double time, const StateSpace& model,
     const Canon modal(model.A, model.B, model.C, model.D, nModes, modes, *eigen);
     if (!AnyMotion(actuators))
         return std::make_unique<ForceSystemMS>(time, modal.A(), modal.B(), modal.C(), modal.D(),
-                                               actuators, *eigen);
+                                               actuators, *eigen, modal.Residual());
     const KinematicModel split(modal.B(), modal.C(), modal.D(), actuators);
     return std::make_unique<KinematicSystemMS>(time, modal.A(), modal.B(), split.C(), split.D(),
                                                split.Bhat(), split.Chat(), split.Dhat(),
-                                               actuators, *eigen);
+                                               actuators, *eigen, modal.Residual());
 }
 
 std::unique_ptr<System> ConvertToModal(const System& stateSpace) {

@@ -1,6 +1,7 @@
 #include "zemra/system/canon.h"
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "zemra/matrix/kernels.h"
@@ -136,27 +137,38 @@ double Norm1(const Matrix2D<double>& a) {
     return norm;
 }
 
-// The largest ‖A·v − λ·v‖₁/(‖A‖₁·‖v‖₁) of the kept modes, a chain member's predecessor
-// counted in. T is their basis.
-double LargestResidual(const Matrix2D<double>& A, const std::vector<KeptMode>& kept,
-                       const Matrix2D<double>& T, const EigenProblem& eigen) {
-    const double norm = Norm1(A);
-    const Matrix2D<double> AT = A * T;
-    double largest = 0.0;
+// A·T − T·A′ (n × s), a chain member's predecessor being counted in also where it is not kept.
+Matrix2D<double> ResidualOf(const Matrix2D<double>& A, const std::vector<KeptMode>& kept,
+                            const Matrix2D<double>& T, const EigenProblem& eigen) {
+    Matrix2D<double> R = A * T;
     for (const auto& [i, column, pair] : kept) {
         const std::complex<double> lambda = eigen.Eigenvalue(i);
         const int predecessor = eigen.Defective(i);
-        double residual = 0.0;
-        double size = 0.0;
-        for (int j = 0; j < A.Size(0); ++j) {
-            const std::complex<double> v = eigen.Eigenvector(i, j);
-            std::complex<double> r(AT(j, column), pair ? -AT(j, column + 1) : 0.0);
-            r -= lambda * v;
-            if (predecessor != i) r -= eigen.Eigenvector(predecessor, j);
-            residual += std::abs(r);
-            size += std::abs(v);
+        for (int j = 0; j < R.Size(0); ++j) {
+            std::complex<double> Av = lambda * eigen.Eigenvector(i, j);
+            if (predecessor != i) Av += eigen.Eigenvector(predecessor, j);
+            R(j, column) -= Av.real();
+            if (pair) R(j, column + 1) += Av.imag();
         }
-        const double relative = residual == 0.0 ? 0.0 : residual / (norm * size);
+    }
+    return R;
+}
+
+// The largest ‖A·v − λ·v‖₁/(‖A‖₁·‖v‖₁) of the kept modes, from the columns R for those T.
+double LargestResidual(const Matrix2D<double>& A, const std::vector<KeptMode>& kept,
+                       const Matrix2D<double>& T, const Matrix2D<double>& R) {
+    const auto norm = [](const Matrix2D<double>& columns, const KeptMode& mode) {
+        double sum = 0.0;
+        for (int j = 0; j < columns.Size(0); ++j)
+            sum += mode.pair ? std::hypot(columns(j, mode.state), columns(j, mode.state + 1))
+                             : std::fabs(columns(j, mode.state));
+        return sum;
+    };
+    const double normOfA = Norm1(A);
+    double largest = 0.0;
+    for (const KeptMode& mode : kept) {
+        const double residual = norm(R, mode);
+        const double relative = residual == 0.0 ? 0.0 : residual / (normOfA * norm(T, mode));
         if (relative > largest || std::isnan(relative)) largest = relative;
     }
     return largest;
@@ -202,19 +214,24 @@ void Canon::doCanon(const Matrix2D<double>& A, const Matrix2D<double>& B,
                     const Matrix2D<double>& C, const EigenProblem& eigen) {
     const std::vector<KeptMode> kept = Keep(0, nullptr, eigen);
     const Matrix2D<double> T = Basis(kept, eigen);
+    Matrix2D<double> Tinv;
     try {
-        B_ = eigen.MatrixZinv() * B;
+        Tinv = eigen.MatrixZinv();
     } catch (const Error&) {
         throw Error(kSingular);
     }
+    const double condition = Norm1(T) * Norm1(Tinv);
     for (const auto& [i, row, pair] : kept)
-        if (pair) Scale(B.Size(1), -1.0, B_.Row(row + 1).Data());
+        if (pair) Scale(A.Size(0), -1.0, Tinv.Row(row + 1).Data());
+    B_ = Tinv * B;
     C_ = C * T;
     A_ = CanonicalForm(kept, eigen);
 
-    const double condition = Norm1(T) * Norm1(eigen.MatrixZinv());
+    Matrix2D<double> R = ResidualOf(A, kept, T, eigen);
     if (Within(kLargestCondition, condition, kNearlyDependent))
-        Within(kLargestResidual, LargestResidual(A, kept, T, eigen), kNoEigenvectors);
+        Within(kLargestResidual, LargestResidual(A, kept, T, R), kNoEigenvectors);
+    residual_ =
+        std::make_shared<const ModalResidual>(ModalResidual{std::move(Tinv), std::move(R)});
 }
 
 void Canon::doModes(const Matrix2D<double>& A, const Matrix2D<double>& B,
@@ -222,15 +239,21 @@ void Canon::doModes(const Matrix2D<double>& A, const Matrix2D<double>& B,
                     const EigenProblem& eigen) {
     const std::vector<KeptMode> kept = Keep(nModes, modes, eigen);
     const Matrix2D<double> T = Basis(kept, eigen);
+    Matrix2D<double> Tinv;
     try {
-        B_ = LeftInverse(T) * B;
+        Tinv = LeftInverse(T);
     } catch (const Error& error) {
         error.Print();
         throw Error(kSingular);
     }
+    B_ = Tinv * B;
     C_ = C * T;
     A_ = CanonicalForm(kept, eigen);
-    Within(kLargestResidual, LargestResidual(A, kept, T, eigen), kNoEigenvectors);
+
+    Matrix2D<double> R = ResidualOf(A, kept, T, eigen);
+    Within(kLargestResidual, LargestResidual(A, kept, T, R), kNoEigenvectors);
+    residual_ =
+        std::make_shared<const ModalResidual>(ModalResidual{std::move(Tinv), std::move(R)});
 }
 
 }  // namespace ZEMRA::Vibration

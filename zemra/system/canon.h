@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
+
 #include "zemra/eigen/eigen_problem.h"
+#include "zemra/system/modal_residual.h"
 
 namespace ZEMRA::Vibration {
 
@@ -50,12 +53,16 @@ class Canon {
     const Matrix2D<double>& C() const { return C_; }
     /// D (p × m), as given.
     const Matrix2D<double>& D() const { return D_; }
+    /// What A·T = T·A′ is missing, T being the basis of the modes kept. A member of a chain
+    /// that is kept without its predecessor is judged as if it were coupled.
+    const std::shared_ptr<const ModalResidual>& Residual() const { return residual_; }
 
   private:
     MatrixSparse2D<double> A_;
     Matrix2D<double> B_;
     Matrix2D<double> C_;
     Matrix2D<double> D_;
+    std::shared_ptr<const ModalResidual> residual_;
 
     void doCanon(const Matrix2D<double>& A, const Matrix2D<double>& B,
                  const Matrix2D<double>& C, const EigenProblem& eigen);

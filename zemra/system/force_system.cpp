@@ -26,7 +26,10 @@ Matrix3D<Complex> ForceSystem::Sweep(const Matrix1D<double>& w, int nrows, bool 
 }
 
 const Matrix3D<Complex>& ForceSystem::TransferFunction(const Matrix1D<double>& w) {
-    if (!HasTransferFunction(w)) StoreTransferFunction(Sweep(w, C_.Size(0), false), w);
+    if (HasTransferFunction(w)) return tfCache_;
+    Matrix3D<Complex> H = Sweep(w, C_.Size(0), false);
+    Judge(w, H);
+    StoreTransferFunction(std::move(H), w);
     return tfCache_;
 }
 

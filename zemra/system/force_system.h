@@ -51,6 +51,9 @@ class ForceSystem : public System {
     virtual std::vector<char> SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
                                             bool statesOnly);
 
+    /// Warns where a sweep H that is about to be stored cannot be trusted.
+    virtual void Judge(const Matrix1D<double>& /*w*/, const Matrix3D<Complex>& /*H*/) {}
+
     /// C·X + D (p × m), the outputs that go with the states X (n × m) per unit input.
     Matrix2D<Complex> OutputsOf(const Matrix2D<Complex>& X) const;
 

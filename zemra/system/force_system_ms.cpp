@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cmath>
 #include <utility>
 
 #include "zemra/matrix/kernels.h"
+#include "zemra/matrix/products.h"
 #include "zemra/system/abcd.h"
 
 namespace ZEMRA::Vibration {
@@ -15,14 +17,53 @@ namespace {
 constexpr double kRigidBody = 1e30;
 constexpr double kRigidBodyCoupling = 1e99;
 
+// The share of a response that may be wrong unsaid.
+constexpr double kLargestError = 1e-3;
+// A response below this share of what its row of C could make of the states is a zero of the
+// model, or next to it: nobody asks for its digits.
+constexpr double kNothing = 1e-10;
+
+constexpr char kInaccurate[] =
+    "ZEMRA/Vibration modal form:\n   At w = %g, the lowest frequency asked for, rounding of "
+    "the "
+    "eigenvectors changes a response\n   by about %.1e of its size. Use the state-space form "
+    "of "
+    "this model there.";
+
+double Largest(int n, const Complex* values) {
+    double largest = 0.0;
+    for (int i = 0; i < n; ++i) largest = std::max(largest, std::abs(values[i]));
+    return largest;
+}
+
+double Largest(int n, const double* values) {
+    double largest = 0.0;
+    for (int i = 0; i < n; ++i) largest = std::max(largest, std::fabs(values[i]));
+    return largest;
+}
+
+// The index of the lowest frequency that is not 0, or −1.
+int Lowest(const Matrix1D<double>& w) {
+    int lowest = -1;
+    for (int k = 0; k < w.Size(0); ++k)
+        if (w(k) != 0.0 && std::isfinite(w(k)) &&
+            (lowest < 0 || std::fabs(w(k)) < std::fabs(w(lowest))))
+            lowest = k;
+    return lowest;
+}
+
 }  // namespace
 
 ForceSystemMS::ForceSystemMS(double time, const MatrixSparse2D<double>& A,
                              const Matrix2D<double>& B, const Matrix2D<double>& C,
                              const Matrix2D<double>& D,
                              const Matrix1D<const Vibration::Actuator*>& actuators,
-                             const EigenProblem& eigen)
-    : ForceSystem(time, B, C, D, actuators), eigen_(eigen), A_(A) {
+                             const EigenProblem& eigen,
+                             std::shared_ptr<const ModalResidual> residual)
+    : ForceSystem(time, B, C, D, actuators),
+      eigen_(eigen),
+      A_(A),
+      residual_(std::move(residual)) {
     CheckABCDSizes(A_, B_, C_, D_);
     ReadModes();
 }
@@ -33,6 +74,7 @@ ForceSystemMS::ForceSystemMS(const ForceSystemMS& other)
       A_(other.A_),
       modes_(other.modes_),
       sweep_(other.sweep_),
+      residual_(other.residual_),
       stride_(other.stride_) {}
 
 const Matrix2D<double>& ForceSystemMS::ABCDMatrix(char which) const {
@@ -75,7 +117,7 @@ bool ForceSystemMS::ComplexMode(int column) const {
 void ForceSystemMS::FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) {
     SetSIA_inv(w);
     Matrix2D<Complex> X(A_.Size(0), B_.Size(1));
-    SetSIAB(X);
+    SetSIAB(B_, X);
     H = statesOnly ? std::move(X) : OutputsOf(X);
 }
 
@@ -83,6 +125,27 @@ std::vector<char> ForceSystemMS::SweepTogether(const Matrix1D<double>& w, Matrix
                                                bool statesOnly) {
     return sweep_.Run({modes_, B_, statesOnly ? nullptr : &C_, statesOnly ? nullptr : &D_}, w,
                       H);
+}
+
+void ForceSystemMS::Judge(const Matrix1D<double>& w, const Matrix3D<Complex>& H) {
+    const int lowest = residual_ ? Lowest(w) : -1;
+    if (lowest < 0) return;
+    const int n = A_.Size(0), m = B_.Size(1);
+    SetSIA_inv(w(lowest));
+    Matrix2D<Complex> X(n, m), change(n, m);
+    SetSIAB(B_, X);
+    SetSIAB(residual_->Tinv * (residual_->R * X), change);
+    const Matrix2D<Complex> error = C_ * change;
+
+    double largestState = 0.0, worst = 0.0;
+    for (int i = 0; i < n; ++i)
+        largestState = std::max(largestState, Largest(m, X.Row(i).Data()));
+    for (int i = 0; i < C_.Size(0); ++i) {
+        const double response = Largest(m, H.Slot(lowest).Row(i).Data());
+        if (response > kNothing * Largest(n, C_.Row(i).Data()) * largestState)
+            worst = std::max(worst, Largest(m, error.Row(i).Data()) / response);
+    }
+    if (worst > kLargestError) (Warning(kInaccurate) << w(lowest) << worst).Print();
 }
 
 Complex& ForceSystemMS::Band(int row, int column) {
@@ -129,13 +192,14 @@ void ForceSystemMS::SetPair(const Mode& mode, double w) {
     Band(k + 1, i) = -f;
 }
 
-void ForceSystemMS::SetSIAB(Matrix2D<Complex>& H) const {
+template <typename T>
+void ForceSystemMS::SetSIAB(const Matrix2D<T>& B, Matrix2D<Complex>& X) const {
     const int n = A_.Size(0);
     const Complex* band = band_.data();
     for (int r = 0; r < n; ++r, band += stride_)
         for (int e = 0; e < stride_; ++e)
             if (const int column = r - 1 + e; column >= 0 && column < n)
-                AddScaled(B_.Size(1), band[e], B_.Row(column).Data(), H.Row(r).Data());
+                AddScaled(B.Size(1), band[e], B.Row(column).Data(), X.Row(r).Data());
 }
 
 }  // namespace ZEMRA::Vibration

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "zemra/eigen/eigen_problem.h"
 #include "zemra/system/force_system.h"
+#include "zemra/system/modal_residual.h"
 #include "zemra/system/modal_sweep.h"
 
 namespace ZEMRA::Vibration {
@@ -28,12 +30,17 @@ class ForceSystemMS : public ForceSystem {
     ///              its Defective(i) are the chain links; otherwise (a selection of modes, or
     ///              an empty problem) row i is linked to row i − 1 where both are real modes
     ///              and A(i − 1, i) ≠ 0.
+    ///   residual   of this modal form, or null. With it, transfer functions of a vector of
+    ///              frequencies are judged at the lowest that is not 0, O((n + p)·n·m): a
+    ///              Warning is printed where its first-order effect on an output is more than
+    ///              a thousandth of the response, unless that is next to nothing itself.
     ///
     /// Throws the Error of CheckABCDSizes.
     ForceSystemMS(double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
                   const Matrix2D<double>& C, const Matrix2D<double>& D,
                   const Matrix1D<const Vibration::Actuator*>& actuators,
-                  const EigenProblem& eigen);
+                  const EigenProblem& eigen,
+                  std::shared_ptr<const ModalResidual> residual = nullptr);
     /// A copy drops the scratch of the last frequency and the dense A.
     ForceSystemMS(const ForceSystemMS& other);
 
@@ -60,13 +67,16 @@ class ForceSystemMS : public ForceSystem {
     std::vector<char> SweepTogether(const Matrix1D<double>& w, Matrix3D<Complex>& H,
                                     bool statesOnly) override;
 
+    void Judge(const Matrix1D<double>& w, const Matrix3D<Complex>& H) override;
+
   private:
     EigenProblem eigen_;
     MatrixSparse2D<double> A_;
     mutable Matrix2D<double> denseA_;  // made when first asked for
     std::vector<Mode> modes_;          // in the order of their rows
     ModalSweep sweep_;
-    int stride_ = 3;  // 5 where there are chains
+    std::shared_ptr<const ModalResidual> residual_;  // or null
+    int stride_ = 3;                                 // 5 where there are chains
     // Row r of (j·w·I − A)⁻¹ from column r − 1 on: stride_ entries, all others are zero.
     std::vector<Complex> band_;
 
@@ -80,7 +90,9 @@ class ForceSystemMS : public ForceSystem {
     void SetReal(const Mode& mode, double w);
     void SetPair(const Mode& mode, double w);
     Complex& Band(int row, int column);
-    void SetSIAB(Matrix2D<Complex>& H) const;
+    /// X += (j·w·I − A)⁻¹·B.
+    template <typename T>
+    void SetSIAB(const Matrix2D<T>& B, Matrix2D<Complex>& X) const;
 };
 
 }  // namespace ZEMRA::Vibration

@@ -125,6 +125,7 @@ const Matrix3D<Complex>& KinematicSystem::MotionTransferFunction(const Matrix1D<
         for (int i = 0; i < k; ++i)
             for (int c = 0; c < k; ++c) G(f, i, c) = together.H(f, p + i, Input(c));
     modelH_->Complete(together.solved, w, G, false);
+    modelH_->Judge(w, G);
     modelH_->StoreTransferFunction(std::move(G), w);
     return modelH_->tfCache_;
 }
@@ -138,6 +139,7 @@ const Matrix3D<Complex>& KinematicSystem::ForceTransferFunction(const Matrix1D<d
         for (int i = 0; i < T.Size(1); ++i)
             T.Slot(f).Row(i) = std::move(together.H.Slot(f).Row(i));
     model_->Complete(together.solved, w, T, false);
+    model_->Judge(w, T);
     model_->StoreTransferFunction(std::move(T), w);
     return model_->tfCache_;
 }

@@ -6,12 +6,12 @@ namespace ZEMRA::Vibration {
 namespace {
 
 // Without an eigen problem the model reads its chains from A.
-std::unique_ptr<ForceSystem> MakeForceModel(double time, const MatrixSparse2D<double>& A,
-                                            const Matrix2D<double>& B,
-                                            const Matrix2D<double>& C,
-                                            const Matrix2D<double>& D) {
+std::unique_ptr<ForceSystem> MakeForceModel(
+    double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
+    const Matrix2D<double>& C, const Matrix2D<double>& D,
+    const std::shared_ptr<const ModalResidual>& residual = nullptr) {
     return std::make_unique<ForceSystemMS>(time, A, B, C, D, Matrix1D<const Actuator*>(),
-                                           EigenProblem());
+                                           EigenProblem(), residual);
 }
 
 }  // namespace
@@ -21,9 +21,10 @@ KinematicSystemMS::KinematicSystemMS(double time, const MatrixSparse2D<double>& 
                                      const Matrix2D<double>& D, const Matrix2D<double>& BH,
                                      const Matrix2D<double>& CH, const Matrix2D<double>& DH,
                                      const Matrix1D<const Vibration::Actuator*>& actuators,
-                                     const EigenProblem& eigen)
-    : KinematicSystem(time, actuators, MakeForceModel(time, A, B, C, D),
-                      MakeForceModel(time, A, BH, CH, DH)),
+                                     const EigenProblem& eigen,
+                                     const std::shared_ptr<const ModalResidual>& residual)
+    : KinematicSystem(time, actuators, MakeForceModel(time, A, B, C, D, residual),
+                      MakeForceModel(time, A, BH, CH, DH, residual)),
       eigen_(eigen) {
     SolveTogether(
         [&](const Matrix2D<double>& bothC, const Matrix2D<double>& bothD,

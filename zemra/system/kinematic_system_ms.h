@@ -1,7 +1,10 @@
 #pragma once
 
+#include <memory>
+
 #include "zemra/eigen/eigen_problem.h"
 #include "zemra/system/kinematic_system.h"
+#include "zemra/system/modal_residual.h"
 
 namespace ZEMRA::Vibration {
 
@@ -13,6 +16,8 @@ class KinematicSystemMS : public KinematicSystem {
     ///   actuators                            one per column of B, k of them not 'F'; copied
     ///   eigen                                copied, for Eigen() alone: both models read the
     ///                                        chains of eigenvectors from A
+    ///   residual                             of the modal form, or null: as of ForceSystemMS,
+    ///                                        for the sweeps of either model
     ///
     /// Throws the size Errors of ForceSystemMS, for either model, and of KinematicSystem.
     KinematicSystemMS(double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
@@ -20,7 +25,8 @@ class KinematicSystemMS : public KinematicSystem {
                       const Matrix2D<double>& BH, const Matrix2D<double>& CH,
                       const Matrix2D<double>& DH,
                       const Matrix1D<const Vibration::Actuator*>& actuators,
-                      const EigenProblem& eigen);
+                      const EigenProblem& eigen,
+                      const std::shared_ptr<const ModalResidual>& residual = nullptr);
     KinematicSystemMS(const KinematicSystemMS&) = default;
 
     std::unique_ptr<System> Copy() const override {
