@@ -53,4 +53,9 @@ int Messages::Errors() const { return state_->errors; }
 const std::vector<std::string>& Messages::Printed() const { return state_->printed; }
 void Messages::Note(const std::string& text) { state_->Print("note: " + text); }
 
+void Messages::Fail(const std::string& text) {
+    ++state_->errors;
+    state_->Print("error: " + text);
+}
+
 }  // namespace Tool

@@ -21,6 +21,8 @@ class Messages {
     const std::vector<std::string>& Printed() const;
     /// A remark of the program itself, in the same style.
     void Note(const std::string& text);
+    /// An error that the program itself finds in what the library answered; it counts.
+    void Fail(const std::string& text);
 
     struct State;
 

@@ -1,5 +1,7 @@
 #include "tools/zemra/model.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -88,7 +90,7 @@ namespace {
 
 // Asks for the next count frequencies. When the library reports an error among several, each is
 // asked for by itself.
-void Ask(const Messages& messages, const std::vector<double>& w, std::size_t count,
+void Ask(Messages& messages, const std::vector<double>& w, std::size_t count,
          const std::function<ZmAPI_Matrix(const ZmAPI_Matrix&)>& query, Sweep& sweep) {
     constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
     const int errors = messages.Errors();
@@ -99,18 +101,27 @@ void Ask(const Messages& messages, const std::vector<double>& w, std::size_t cou
         return;
     }
     const bool stack = answer.Size(2) > 0;
-    for (int k = 0; k < static_cast<int>(count); ++k)
+    for (int k = 0; k < static_cast<int>(count); ++k, ++sweep.done) {
+        bool finite = true;
         for (int i = 0; i < static_cast<int>(sweep.rows); ++i)
-            for (int j = 0; j < static_cast<int>(sweep.columns); ++j)
-                sweep.values.push_back(!good   ? std::complex<double>(kNone, kNone)
-                                       : stack ? answer.ValueC(k, i, j).GetComplex()
-                                               : answer.ValueC(i, j).GetComplex());
-    sweep.done += count;
+            for (int j = 0; j < static_cast<int>(sweep.columns); ++j) {
+                const std::complex<double> value = !good   ? std::complex<double>(kNone, kNone)
+                                                   : stack ? answer.ValueC(k, i, j).GetComplex()
+                                                           : answer.ValueC(i, j).GetComplex();
+                finite = finite && std::isfinite(value.real()) && std::isfinite(value.imag());
+                sweep.values.push_back(value);
+            }
+        if (good && !finite)
+            messages.Fail(
+                fmt::format("the answer at {:g} rad/s is not finite: does a mode "
+                            "without damping lie there?",
+                            w[sweep.done]));
+    }
 }
 
 }  // namespace
 
-Sweep RunSweep(const Messages& messages, const std::vector<double>& w, std::size_t rows,
+Sweep RunSweep(Messages& messages, const std::vector<double>& w, std::size_t rows,
                std::size_t columns,
                const std::function<ZmAPI_Matrix(const ZmAPI_Matrix&)>& query,
                std::size_t block) {

@@ -38,7 +38,7 @@ class Model {
 };
 
 /// What a sweep answered: a matrix at each of the first frequencies. Where the library reported
-/// an error the elements are NaN.
+/// an error the elements are NaN. What it answered without being finite is an error as well.
 struct Sweep {
     std::size_t rows, columns;
     std::size_t done = 0;  // less than all after Ctrl-C
@@ -57,7 +57,7 @@ constexpr std::size_t kBlock = 32;
 /// Asks query(w) for blocks of the frequencies, at most so many at a time. It answers with a
 /// stack, [frequency][row][column]; asked for one at a time, a matrix will do. A failure costs
 /// its own frequency only, and Ctrl-C leaves what was found.
-Sweep RunSweep(const Messages& messages, const std::vector<double>& w, std::size_t rows,
+Sweep RunSweep(Messages& messages, const std::vector<double>& w, std::size_t rows,
                std::size_t columns,
                const std::function<ZmAPI_Matrix(const ZmAPI_Matrix&)>& query,
                std::size_t block = kBlock);

@@ -113,7 +113,7 @@ struct Findings {
     std::size_t pairs = 0;  // of which peaks may hold fewer
 };
 
-Sweep SweepResponses(const Findings& found, const Messages& messages, Model& model,
+Sweep SweepResponses(const Findings& found, Messages& messages, Model& model,
                      const std::vector<double>& w) {
     return RunSweep(messages, w, found.model.outputs.size(), found.model.inputs.size(),
                     [&](const ZmAPI_Matrix& v) { return model.FrequencyResponse(v); });
@@ -121,7 +121,7 @@ Sweep SweepResponses(const Findings& found, const Messages& messages, Model& mod
 
 // The largest difference of two forms at some frequencies, relative to the largest response
 // there; infinite where the library reports an error.
-double Disagreement(const Findings& found, const Messages& messages, Model& a, Model& b) {
+double Disagreement(const Findings& found, Messages& messages, Model& a, Model& b) {
     constexpr std::size_t kCompared = 5;
     const std::size_t count = std::min(kCompared, found.grid.w.size());
     const std::size_t p = found.model.outputs.size(), m = found.model.inputs.size();
@@ -150,7 +150,7 @@ double Disagreement(const Findings& found, const Messages& messages, Model& a, M
 // Which form answers the sweeps; tells so in found.form. The modal form is much the faster for
 // large models, but its digits depend on the eigenvectors, so it has to prove itself. So it has
 // for the participation of modes, whatever form answers the rest.
-bool UseModalForm(const Arguments& arguments, Findings& found, const Messages& messages,
+bool UseModalForm(const Arguments& arguments, Findings& found, Messages& messages,
                   const Actuators& actuators, const ZmAPI_System& modal) {
     if (!found.model.modes.empty()) {
         found.form = "modal coordinates, selected modes";
