@@ -1,5 +1,6 @@
 #include "zemra/eigen/eigen.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <numeric>
@@ -117,10 +118,12 @@ void Eigen<double>::SortEigenValues() {
         D(k) = place[static_cast<std::size_t>(oldD(old))];
         ++k;
     }
+    std::vector<double> given(static_cast<std::size_t>(n));
     for (int i = 0; i < V.Size(0); ++i) {
-        const Matrix1D<double> given = V.Row(i);
-        double* to = V.Row(i).Data();
-        for (const int old : sorted.Order()) *to++ = given.Data()[old];
+        double* const row = V.Row(i).Data();
+        std::copy_n(row, n, given.data());
+        for (int k = 0; k < n; ++k)
+            row[place[static_cast<std::size_t>(k)]] = given[static_cast<std::size_t>(k)];
     }
 }
 

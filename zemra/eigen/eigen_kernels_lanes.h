@@ -117,7 +117,7 @@ class Chase {
         for (; k + 1 < s_.en - 1; k += 2) {
             Next next(*this, k + 1, Corner(k, first));
             Rows(first, At(k, k + 3), At(k + 1, k + 3), At(k + 2, k + 3));
-            const Long third = zRows_ / 3 / kLanes * kLanes;
+            const Long third = (zRows_ + 2 * kLanes) / 3 / kLanes * kLanes;
             ColumnsOfZ(0, third);
             next.Root();
             ColumnsOfZ(third, 2 * third);
@@ -260,11 +260,12 @@ class Chase {
     }
 
     void ColumnsOfZ(Long begin, Long end) const {
-        if (begin < end) ColumnsOfPair(s_.z, waiting_, begin, end, waitingPair_);
+        VectorsOfPair(s_.z, waiting_, begin, end, waitingPair_);
     }
 
-    // Rows begin … end − 1 of columns k … k + 3.
-    void ColumnsOfPair(double* matrix, Long k, Long begin, Long end, const Pair& pair) const {
+    // Rows begin … end − 1 of columns k … k + 3, as many as go in vectors; returns the next
+    // row.
+    Long VectorsOfPair(double* matrix, Long k, Long begin, Long end, const Pair& pair) const {
         const WideReflector &v = pair.wideFirst, &w = pair.wideSecond;
         double *const a = Column(matrix, k), *const b = a + ld_, *const c = b + ld_,
                       *const d = c + ld_;
@@ -278,7 +279,15 @@ class Chase {
             Store(c + i, ci);
             Store(d + i, di);
         }
-        for (; i < end; ++i) {
+        return i;
+    }
+
+    void ColumnsOfPair(double* matrix, Long k, Long begin, Long end, const Pair& pair) const {
+        Long i = VectorsOfPair(matrix, k, begin, end, pair);
+        double *const a = Column(matrix, k), *const b = a + ld_, *const c = b + ld_,
+                      *const d = c + ld_;
+        for (int l = 0; l < kLanes - 1; ++l, ++i) {  // or a compiler prepares for long loops
+            if (i >= end) break;
             Columns(pair.first, a[i], b[i], c[i]);
             Columns(pair.second, b[i], c[i], d[i]);
         }
@@ -469,6 +478,25 @@ void MultiplyTile(Long n, Long depth, Long count, const double* packed, const do
                        count - v * kLanes < kLanes ? count - v * kLanes : kLanes);
 }
 
+// Packs the rows from i on of a whole tile, as many columns as go in vectors, and says how
+// many.
+Long Pack(const MatrixProduct& p, Long i, Long depth) {
+    const Long n = p.n;
+    Long k = 0;
+    for (; k + 4 <= depth; k += 4)
+        for (Long l = 0; l < kTileRows; l += kLanes) {
+            double* const to = p.work + k * kTileRows + l;
+            const double* const from = p.a + (p.aIsByRows ? (i + l) * n + k : k * n + i + l);
+            Lanes column[4];
+            if (p.aIsByRows)
+                LoadRows(from, n, column[0], column[1], column[2], column[3]);
+            else
+                for (Long c = 0; c < 4; ++c) column[c] = Load(from + c * n);
+            for (Long c = 0; c < 4; ++c) Store(to + c * kTileRows, column[c]);
+        }
+    return k;
+}
+
 void Multiply(const MatrixProduct& p) {
     const Long n = p.n, down = p.aIsByRows ? n : 1, along = p.aIsByRows ? 1 : n;
     const auto depthOf = [&p](Long first, Long end) {
@@ -480,7 +508,9 @@ void Multiply(const MatrixProduct& p) {
         const Long end = first + kPanel < n ? first + kPanel : n, depth = depthOf(first, end);
         for (Long i = 0; i < n; i += kTileRows) {
             const Long count = i + kTileRows < n ? kTileRows : n - i;
-            for (Long k = 0; k < depth; ++k)
+            Long k = 0;
+            if (count == kTileRows) k = Pack(p, i, depth);
+            for (; k < depth; ++k)
                 for (Long l = 0; l < kTileRows; ++l)
                     p.work[k * kTileRows + l] =
                         l < count ? p.a[(i + l) * down + k * along] : 0.0;

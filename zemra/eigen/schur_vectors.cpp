@@ -390,12 +390,20 @@ void NormaliseChain(const std::vector<int>& members, FlatMatrix<double> v) {
 }
 
 void NormalisePair(int k, FlatMatrix<double> v) {
-    double *const re = v.Column(k), *const im = v.Column(k + 1);
+    double* __restrict const re = v.Column(k);
+    double* __restrict const im = v.Column(k + 1);
     LargestComponent<Complex> largest;
     for (int i = 0; i < v.Order(); ++i) largest.Offer({re[i], im[i]});
-    const Complex divisor = largest.Value();
-    for (int i = 0; i < v.Order(); ++i) {
-        const Complex component = Quotient(Complex(re[i], im[i]), divisor);
+    const SmithDivisor divisor(largest.Value());
+    bool takesAll = true;
+    for (int i = 0; i < v.Order(); ++i) takesAll &= divisor.Takes(re[i], im[i]);
+    for (int i = 0; takesAll && i < v.Order(); ++i) {
+        const double x = re[i], y = im[i];
+        re[i] = divisor.Real(x, y);
+        im[i] = divisor.Imaginary(x, y);
+    }
+    for (int i = 0; !takesAll && i < v.Order(); ++i) {
+        const Complex component = Quotient(Complex(re[i], im[i]), largest.Value());
         re[i] = component.real();
         im[i] = component.imag();
     }

@@ -21,23 +21,47 @@ inline Complex Product(const Complex& a, double b) { return {a.real() * b, a.ima
 inline Complex Product(double a, const Complex& b) { return {a * b.real(), a * b.imag()}; }
 inline double Product(double a, double b) { return a * b; }
 
-/// The complex quotient a/b, by Smith's formula where all parts are of moderate size. The bits
-/// are those of std::complex with a run-time library that uses that, too.
+/// Divides by one complex number by Smith's formula, which does where all parts are of moderate
+/// size. The bits are those of std::complex with a run-time library that uses it, too.
+class SmithDivisor {
+  public:
+    explicit SmithDivisor(const Complex& d)
+        : isSteep_(std::fabs(d.real()) < std::fabs(d.imag())) {
+        const double large = isSteep_ ? d.imag() : d.real();
+        const double small = isSteep_ ? d.real() : d.imag();
+        ratio_ = small / large;
+        denominator_ = small * ratio_ + large;
+        isModerate_ = IsModerate(large) && (std::fabs(ratio_) >= kSmall || small == 0.0);
+    }
+
+    bool Takes(double re, double im) const {
+        const double size = std::max(std::fabs(re), std::fabs(im));
+        return isModerate_ && (IsModerate(size) || size == 0.0);
+    }
+    /// (re + j·im) over it, of what it takes.
+    double Real(double re, double im) const {
+        return (isSteep_ ? re * ratio_ + im : im * ratio_ + re) / denominator_;
+    }
+    double Imaginary(double re, double im) const {
+        return (isSteep_ ? im * ratio_ - re : im - re * ratio_) / denominator_;
+    }
+
+  private:
+    bool isSteep_, isModerate_;
+    double ratio_, denominator_;
+
+    static constexpr double kSmall = 1e-100, kLarge = 1e100;
+    static bool IsModerate(double x) {
+        return std::fabs(x) >= kSmall && std::fabs(x) <= kLarge;
+    }
+};
+
+/// The quotient a/b; a complex one by Smith's formula where it does.
 inline Complex Quotient(const Complex& a, const Complex& b) {
-    constexpr double kSmall = 1e-100, kLarge = 1e100;
-    const auto isModerate = [](double x) { return x >= kSmall && x <= kLarge; };
-    const bool isSteep = std::fabs(b.real()) < std::fabs(b.imag());
-    const double large = isSteep ? b.imag() : b.real(), small = isSteep ? b.real() : b.imag();
-    const double ratio = small / large;
-    const double size = std::max(std::fabs(a.real()), std::fabs(a.imag()));
-    if (!isModerate(std::fabs(large)) || !(std::fabs(ratio) >= kSmall || small == 0.0) ||
-        !(isModerate(size) || size == 0.0))
-        return a / b;
-    const double denominator = small * ratio + large;
-    return isSteep ? Complex((a.real() * ratio + a.imag()) / denominator,
-                             (a.imag() * ratio - a.real()) / denominator)
-                   : Complex((a.imag() * ratio + a.real()) / denominator,
-                             (a.imag() - a.real() * ratio) / denominator);
+    const SmithDivisor divisor(b);
+    const double re = a.real(), im = a.imag();
+    return divisor.Takes(re, im) ? Complex(divisor.Real(re, im), divisor.Imaginary(re, im))
+                                 : a / b;
 }
 inline double Quotient(double a, double b) { return a / b; }
 
