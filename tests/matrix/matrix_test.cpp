@@ -97,6 +97,31 @@ TEST(Matrices, KeepRowsAndSlotsApartFromWhatIsMovedOutAndIn) {
     EXPECT_THAT(Rows(copiedStack.Slot(2)), ElementsAre(Each(5), ElementsAre(1, 2, 3)));
 }
 
+TEST(Matrices, AnswerTheirElementsWhileTheyStandInOrder) {
+    Matrix2D<double> m = OneToSix();
+    const auto answersInOrder = [](const Matrix2D<double>& matrix) {
+        return matrix.Elements() != nullptr;
+    };
+    m(1, 2) = 9;
+    EXPECT_THAT(std::vector<double>(m.Elements(), m.Elements() + 6),
+                ElementsAre(1, 2, 3, 4, 5, 9));
+    m.Piviot(0, 1);
+    EXPECT_FALSE(answersInOrder(m));
+    const Matrix2D<double> copied = m;
+    ASSERT_TRUE(answersInOrder(copied));
+    EXPECT_EQ(copied.Elements()[0], 4);
+    m = OneToSix();
+    EXPECT_TRUE(answersInOrder(m));
+    m.DeleteRow(0);
+    EXPECT_EQ(m.Elements()[0], 4);
+    m.DeleteColumn(0);
+    EXPECT_FALSE(answersInOrder(m));
+    m = OneToSix();
+    m.Row(1) = Matrix1D<double>(4);
+    EXPECT_FALSE(answersInOrder(Matrix2D<double>(m)));
+    EXPECT_FALSE(answersInOrder(Matrix3D<double>(1, 2, 3).Slot(0)));
+}
+
 TEST(Matrices, BeyondAllNumbersOfElementsAreMemoryThatThereIsNot) {
     const int most = std::numeric_limits<int>::max();
     EXPECT_THROW(Matrix3D<Complex>(most, most, most), std::bad_alloc);

@@ -93,17 +93,23 @@ TYPED_TEST(Spectra, AverageTheirSegments) {
                    {9, 3, 20, 13},                   // longer than the data, going backwards
                    {5, 3, 7, 6},    {12, 7, 3, 4},  {2, 1, 0, 2}};
     for (const auto& [rows, segments, overlap, length] : cases) {
-        const auto data = Signals<TypeParam>(rows, 2);
         EXPECT_EQ(cFFT::psdNumPoints(rows, segments, overlap), length);
-        for (int window = 0; window <= 4; ++window) {
-            SCOPED_TRACE(testing::Message() << rows << " rows " << segments << " segments "
-                                            << overlap << " overlap, window " << window);
-            const auto& P = dynamic_cast<const Matrix2D<double>&>(
-                transform.psd(data, static_cast<Window>(window), segments, overlap));
-            for (int column = 0; column < 2; ++column)
-                ExpectColumn(P, column,
-                             DefinedDensity(data, column, window, length, segments, overlap));
-        }
+        for (int form = 0; form < 4; ++form)
+            for (int window = 0; window <= 4; ++window) {
+                SCOPED_TRACE(testing::Message()
+                             << rows << " rows " << segments << " segments " << overlap
+                             << " overlap, window " << window << ", form " << form);
+                const int columns = 1 + form / 2;
+                auto data = Signals<TypeParam>(rows, columns);
+                if (form % 2 == 1) data.Row(0);  // no longer known to stand in one piece
+                EXPECT_EQ(data.Elements() == nullptr, form % 2 == 1);
+                const auto& P = dynamic_cast<const Matrix2D<double>&>(
+                    transform.psd(data, static_cast<Window>(window), segments, overlap));
+                for (int column = 0; column < columns; ++column)
+                    ExpectColumn(
+                        P, column,
+                        DefinedDensity(data, column, window, length, segments, overlap));
+            }
     }
 }
 

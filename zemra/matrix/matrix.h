@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cassert>
 #include <complex>
 #include <cstddef>
 #include <limits>
 #include <memory>
+#include <type_traits>
 
 namespace ZEMRA::Vibration {
 
@@ -27,10 +29,11 @@ class Matrix {
     Matrix& operator=(Matrix&&) = default;
 };
 
-/// Storage for the product of the extents, value-initialised; none when one of them is 0. A
-/// product beyond all numbers is memory that there is not.
+/// Storage for the product of the extents, zero or as T's constructor leaves it; none when one
+/// of them is 0. A product beyond all numbers is memory that there is not.
 template <typename T, typename... Extents>
 std::unique_ptr<T[]> AllocateBlock(Extents... extents) {
+    assert(((extents >= 0) && ...));
     if (((extents <= 0) || ...)) return nullptr;
     std::size_t count = 1;
     const auto multiply = [&](std::size_t by) {
@@ -38,7 +41,10 @@ std::unique_ptr<T[]> AllocateBlock(Extents... extents) {
         count = count > kMost / by ? kMost : count * by;
     };
     (multiply(static_cast<std::size_t>(extents)), ...);
-    return std::make_unique<T[]>(count);
+    if constexpr (std::is_class_v<T>)  // to be value-initialised, zeros would come first
+        return std::make_unique_for_overwrite<T[]>(count);
+    else
+        return std::make_unique<T[]>(count);
 }
 
 }  // namespace ZEMRA::Vibration

@@ -26,7 +26,7 @@ class Matrix1D final : public Matrix {
     /// n value-initialised elements.
     // The analyzer does not see that the array is owned from here on.
     // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
-    explicit Matrix1D(int n) : data_(Allocate(n)), size_(n) {}
+    explicit Matrix1D(int n) : data_(AllocateBlock<T>(n)), size_(n) {}
     /// n copies of v.
     Matrix1D(int n, const T& v) : Matrix1D(n) { std::fill_n(data_.get(), n, v); }
     /// A copy of a[0] … a[n−1].
@@ -82,10 +82,6 @@ class Matrix1D final : public Matrix {
     int size_ = 0;
     bool lent_ = false;  // the storage belongs to somebody who stays longer
 
-    static std::unique_ptr<T[]> Allocate(int n) {
-        assert(n >= 0);
-        return n > 0 ? std::make_unique<T[]>(static_cast<std::size_t>(n)) : nullptr;
-    }
     // An empty vector takes n elements that stay their owner's.
     void Borrow(T* storage, int n) {
         data_.reset(n > 0 ? storage : nullptr);

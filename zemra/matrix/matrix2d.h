@@ -24,11 +24,11 @@ class Matrix2D final : public Matrix {
     }
     /// Every element v.
     Matrix2D(int nrows, int ncols, const T& v) : Matrix2D(nrows, ncols) {
-        for (int i = 0; i < nrows; ++i) std::fill_n(Row(i).Data(), ncols, v);
+        for (int i = 0; i < nrows; ++i) std::fill_n(rows_(i).Data(), ncols, v);
     }
     /// Element (i, j) is a[i·ncols + j].
     Matrix2D(int nrows, int ncols, const T* a) : Matrix2D(nrows, ncols) {
-        for (int i = 0; i < nrows; ++i, a += ncols) std::copy_n(a, ncols, Row(i).Data());
+        for (int i = 0; i < nrows; ++i, a += ncols) std::copy_n(a, ncols, rows_(i).Data());
     }
     /// Dense copy of a sparse matrix. Every element costs a linear search of its row.
     explicit Matrix2D(const MatrixSparse2D<double>& s) requires std::same_as<T, double>
@@ -59,6 +59,7 @@ class Matrix2D final : public Matrix {
         rows_.Exchange(other.rows_);
         std::swap(nrows_, other.nrows_);
         std::swap(ncols_, other.ncols_);
+        std::swap(inOrder_, other.inOrder_);
         return *this;
     }
     ~Matrix2D() override = default;
@@ -68,8 +69,15 @@ class Matrix2D final : public Matrix {
 
     T& operator()(int i, int j) { return rows_(i)(j); }
     const T& operator()(int i, int j) const { return rows_(i)(j); }
-    Matrix1D<T>& Row(int i) { return rows_(i); }
+    Matrix1D<T>& Row(int i) {
+        inOrder_ = false;  // whoever has the row may give it another size
+        return rows_(i);
+    }
     const Matrix1D<T>& Row(int i) const { return rows_(i); }
+
+    /// All elements, (i, j) at i·ncols + j; null where they are not known to stand like that:
+    /// in a slot, and after rows have been exchanged or touched one by one for writing.
+    const T* Elements() const { return inOrder_ ? elements_.get() : nullptr; }
 
     Matrix1D<T> Column(int j) const {
         Matrix1D<T> column(nrows_);
@@ -105,6 +113,7 @@ class Matrix2D final : public Matrix {
     Matrix1D<Matrix1D<T>> rows_;
     int nrows_ = 0;
     int ncols_ = 0;
+    bool inOrder_ = true;
 
     bool IsSlot() const { return rows_.lent_; }
 
@@ -119,7 +128,10 @@ class Matrix2D final : public Matrix {
         for (int i = 0; i < nrows_; ++i, elements += ncols_) rows_(i).Borrow(elements, ncols_);
     }
     void CopyRows(const Matrix2D& other) {
-        for (int i = 0; i < nrows_; ++i) rows_(i) = other.rows_(i);
+        for (int i = 0; i < nrows_; ++i) {
+            rows_(i) = other.rows_(i);
+            if (rows_(i).Size(0) != ncols_) inOrder_ = false;
+        }
     }
 };
 

@@ -69,25 +69,33 @@ void Detrend(int m, Matrix1D<T>& y) {
 template <typename T>
 void Extract(const Matrix2D<T>& data, int column, std::int64_t start, int first,
              Matrix1D<T>& x) {
-    const std::int64_t n = x.Size(0);
+    const std::int64_t n = x.Size(0), ncols = data.Size(1);
     const std::int64_t begin = std::clamp<std::int64_t>(-start, first, n);
     const std::int64_t end = std::clamp<std::int64_t>(data.Size(0) - start, begin, n);
     std::fill(x.Data() + first, x.Data() + begin, T{});
-    for (std::int64_t j = begin; j < end; ++j)
-        x.Data()[j] = data.Row(static_cast<int>(start + j)).Data()[column];
+    if (const T* const samples = data.Elements()) {
+        for (std::int64_t j = begin; j < end; ++j)
+            x.Data()[j] = samples[(start + j) * ncols + column];
+    } else {
+        for (std::int64_t j = begin; j < end; ++j)
+            x.Data()[j] = data.Row(static_cast<int>(start + j)).Data()[column];
+    }
     std::fill(x.Data() + end, x.Data() + n, T{});
 }
 
-// Segments of n samples of the columns. Neighbours share those in which they overlap: a row of
-// a matrix has storage of its own, and to visit it costs more than to transform what it holds.
+// Segments of n samples of the columns, as they stand in memory where they do so side by side.
+// Else neighbours share those in which they overlap: to visit a row costs more than to
+// transform what it holds.
 template <typename T>
 class SegmentReader {
   public:
-    SegmentReader(const Matrix2D<T>& data, int n) : data_(data), x_(n) {}
+    SegmentReader(const Matrix2D<T>& data, int n)
+        : data_(data), signal_(data.Size(1) == 1 ? data.Elements() : nullptr), x_(n) {}
 
     // From row start on, zero where there is no such row.
-    const Matrix1D<T>& Read(int column, std::int64_t start) {
+    const T* Read(int column, std::int64_t start) {
         const std::int64_t n = x_.Size(0), advance = start - start_;
+        if (signal_ && start >= 0 && start + n <= data_.Size(0)) return signal_ + start;
         std::int64_t kept = 0;
         if (column == column_ && advance >= 0 && advance < n) {
             kept = n - advance;
@@ -96,11 +104,12 @@ class SegmentReader {
         Extract(data_, column, start, static_cast<int>(kept), x_);
         column_ = column;
         start_ = start;
-        return x_;
+        return x_.Data();
     }
 
   private:
     const Matrix2D<T>& data_;
+    const T* signal_;  // the only column, if it stands in one piece
     Matrix1D<T> x_;
     int column_ = -1;
     std::int64_t start_ = 0;
@@ -108,16 +117,15 @@ class SegmentReader {
 
 // y = x times the weights, if there are any.
 template <typename T>
-void Weigh(const Matrix1D<double>& weights, const Matrix1D<T>& x, Matrix1D<T>& y) {
-    const int n = x.Size(0);
+void Weigh(const Matrix1D<double>& weights, const T* __restrict x, Matrix1D<T>& y) {
+    const int n = y.Size(0);
     if (weights.Size(0) == 0) {
-        std::copy_n(x.Data(), n, y.Data());
+        std::copy_n(x, n, y.Data());
         return;
     }
     const double* __restrict const w = weights.Data();
-    const T* __restrict const from = x.Data();
     T* __restrict const to = y.Data();
-    for (int j = 0; j < n; ++j) to[j] = Product(from[j], w[j]);
+    for (int j = 0; j < n; ++j) to[j] = Product(x[j], w[j]);
 }
 
 // squares[i] += share·z[i]²: the parts of a line are added up at the end.
