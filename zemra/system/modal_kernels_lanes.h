@@ -141,5 +141,64 @@ void CombineModes(int results, int terms, const double* coefficients, const doub
     for (int u = 0; u < U; ++u) Store(notFinite + u * kLanes, flags[u]);
 }
 
+// The sums of a response that depend on frequency through w² alone; w is multiplied in at the
+// end.
+template <int U>
+class SumOfModes {
+  public:
+    explicit SumOfModes(const double* w) {
+        for (int u = 0; u < U; ++u) {
+            w_[u] = Load(w + u * kLanes);
+            square_[u] = w_[u] * w_[u];
+        }
+    }
+
+    void AddReal(const RealModeTerm& mode) {
+        for (int u = 0; u < U; ++u) {
+            const Lanes inverse = Reciprocal(u, mode.constant + square_[u]);
+            re_[u] += mode.re * inverse;
+            im_[u] += mode.im * inverse;
+        }
+    }
+    void AddPair(const PairTerm& mode) {
+        for (int u = 0; u < U; ++u) {
+            const Lanes re = mode.constant - square_[u];
+            const Lanes inverse = Reciprocal(u, re * re + mode.damping * square_[u]);
+            const Lanes x = re * inverse;
+            re_[u] += mode.re * x;
+            im_[u] += mode.im * x;
+            dampedRe_[u] += mode.dampedRe * inverse;
+            dampedIm_[u] += mode.dampedIm * inverse;
+        }
+    }
+    void Put(double* h, double* size) const {
+        Z<U> sum;
+        for (int u = 0; u < U; ++u) {
+            sum.re[u] = re_[u] + dampedRe_[u] * square_[u];
+            sum.im[u] = w_[u] * (im_[u] + dampedIm_[u]);
+            Store(size + u * kLanes, size_[u]);
+        }
+        sum.Put(h);
+    }
+
+  private:
+    Lanes w_[U], square_[U];
+    Lanes re_[U] = {}, im_[U] = {}, dampedRe_[U] = {}, dampedIm_[U] = {}, size_[U] = {};
+
+    Lanes Reciprocal(int u, Lanes length) {
+        const Lanes inverse = 1.0 / length;
+        size_[u] += length + inverse;
+        return inverse;
+    }
+};
+
+template <int U>
+void RespondByModes(const ModalResponseInput& in, double* h, double* size) {
+    SumOfModes<U> sum(in.w);
+    for (Long i = 0; i < in.reals; ++i) sum.AddReal(in.real[i]);
+    for (Long i = 0; i < in.pairs; ++i) sum.AddPair(in.pair[i]);
+    sum.Put(h, size);
+}
+
 }  // namespace
 }  // namespace ZEMRA::Vibration

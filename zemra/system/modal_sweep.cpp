@@ -172,6 +172,63 @@ class Sweeper {
     }
 };
 
+// One input and one output of modes without chains: what frequency does to a mode is added up
+// as it is made.
+struct Response {
+    std::vector<RealModeTerm> reals;
+    std::vector<PairTerm> pairs;
+
+    Response(const std::vector<Mode>& modes, const Matrix2D<double>& B,
+             const Matrix2D<double>& C) {
+        reals.reserve(modes.size());
+        pairs.reserve(modes.size());
+        const double* const c = C.Row(0).Data();
+        for (const auto& [row, a, b, predecessor] : modes) {
+            const double cb = c[row] * B(row, 0);
+            if (b == 0.0) {
+                reals.push_back({a * a, -a * cb, -cb});
+                continue;
+            }
+            // (in·s + across·b)/(s² + b²) with s = jw − a
+            const double in = cb + c[row + 1] * B(row + 1, 0);
+            const double across = c[row] * B(row + 1, 0) - c[row + 1] * B(row, 0);
+            const double re = across * b - in * a;
+            pairs.push_back({a * a + b * b, 4.0 * a * a, re, in, -2.0 * a * in, 2.0 * a * re});
+        }
+    }
+
+    // Adds d. Returns whether each frequency is answered.
+    std::vector<char> Sweep(const SweepKernels& kernels, const Matrix1D<double>& w, double d,
+                            Matrix3D<Complex>& result) const {
+        const std::size_t lanes = Index(kernels.modalLanes), count = Index(w.Size(0));
+        std::vector<char> solved(count);
+        std::vector<double> last(lanes), h(2 * lanes), size(lanes);
+        for (std::size_t begin = 0; begin < count; begin += lanes) {
+            const std::size_t some = std::min(lanes, count - begin);
+            const double* frequencies = w.Data() + begin;
+            if (some < lanes) {
+                std::fill(std::copy_n(frequencies, some, last.begin()), last.end(), 1.0);
+                frequencies = last.data();
+            }
+            kernels.modalResponse(
+                {static_cast<int>(reals.size()), static_cast<int>(pairs.size()), reals.data(),
+                 pairs.data(), frequencies},
+                h.data(), size.data());
+            for (std::size_t l = 0; l < some; ++l) {
+                const double re = h[l], im = h[lanes + l];
+                solved[begin + l] = size[l] <= kMost && (re + im) * 0.0 == 0.0;
+                result(static_cast<int>(begin + l), 0, 0) = {re + d, im};
+            }
+        }
+        return solved;
+    }
+};
+
+bool HasChains(const std::vector<Mode>& modes) {
+    return std::any_of(modes.begin(), modes.end(),
+                       [](const Mode& mode) { return mode.predecessor != mode.row; });
+}
+
 }  // namespace
 
 std::vector<char> ModalSweep::Run(const Matrices& model, const Matrix1D<double>& w,
@@ -182,6 +239,8 @@ std::vector<char> ModalSweep::Run(const Matrices& model, const Matrix1D<double>&
     if (road_ == SweepRoad::kWritten || w.Size(0) < kWorthTabulating || n == 0 || m == 0 ||
         p == 0)
         return solved;
+    if (C && p == 1 && m == 1 && !HasChains(modes))
+        return Response(modes, B, *C).Sweep(*kernels_, w, D ? (*D)(0, 0) : 0.0, result);
 
     std::fill(solved.begin(), solved.end(), 1);
     const Expansion expansion(modes);

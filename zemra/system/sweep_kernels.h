@@ -29,6 +29,23 @@ struct ModalFunctionsInput {
     const double* w;
 };
 
+/// What modes add to the response of one output to one input, H, each with two sums over
+/// functions of w² alone: Re H gets re·f and w²·dampedRe·g, Im H gets w·im·f and
+/// w·dampedIm·g. Of a real mode f = 1/(w² + constant), and there is no g; of a pair
+/// x = constant − w², g = 1/(x² + damping·w²) and f = x·g.
+struct RealModeTerm {
+    double constant, re, im;
+};
+struct PairTerm {
+    double constant, damping, re, im, dampedRe, dampedIm;
+};
+struct ModalResponseInput {
+    int reals, pairs;
+    const RealModeTerm* real;
+    const PairTerm* pair;
+    const double* w;  // one frequency per lane
+};
+
 /// The kernels of the sweeps, for one instruction set.
 struct SweepKernels {
     /// Reduces A to upper Hessenberg form H = Qᵀ·A·Q with Qᵀ·b a multiple of the first unit
@@ -79,6 +96,9 @@ struct SweepKernels {
     /// number.
     void (*combineModes)(int results, int terms, const double* coefficients,
                          const double* functions, double* h, double* notFinite);
+    /// H of one output and input, stored as a result of a chunk, and the size as above, of
+    /// x = 1/f of the real modes and 1/g of the pairs.
+    void (*modalResponse)(const ModalResponseInput& in, double* h, double* size);
     int modalLanes;  // frequencies of a chunk
 };
 

@@ -569,6 +569,7 @@ const SweepKernels kSweepKernels = {
         FunctionsOfModes<kModalGroups>(in).Compute(functions, size);
     },
     CombineModes<kModalGroups>,
+    RespondByModes<kModalGroups>,
     kModalGroups* kLanes};
 
 }  // namespace
