@@ -74,8 +74,8 @@ Eigen<double>::Eigen(const Matrix2D<double>& A, bool withVectors, const EigenKer
     : n(A.Size(0)), wantVectors(withVectors), E(n), D(n) {
     assert(A.Size(0) == A.Size(1));
     std::iota(D.Data(), D.Data() + n, 0);
-    std::vector<double> work(Elements(n));
-    const FlatMatrix<double> w(n, work.data());
+    const PaddedMatrices work(n, wantVectors ? 4 : 1);
+    const FlatMatrix<double> w = work(0);
     for (int r = 0; r < n; ++r) {
         const double* const row = A.Row(r).Data();
         for (int c = 0; c < n; ++c) w(r, c) = row[c];
@@ -88,17 +88,17 @@ Eigen<double>::Eigen(const Matrix2D<double>& A, bool withVectors, const EigenKer
         return;
     }
 
-    std::vector<double> scale(static_cast<std::size_t>(n)), transformation(Elements(n)),
-        vectors(Elements(n));
-    const FlatMatrix<double> z(n, transformation.data()), v(n, vectors.data());
+    std::vector<double> scale(static_cast<std::size_t>(n));
+    const FlatMatrix<double> z = work(1), y = work(2);
     const CoupledBlock block = Balance(w, scale.data());
     ReduceToHessenberg(w, block, z, kernels);
     HessenbergQR(w, block, z, E, kernels);
-    FindSchurVectors(w, block, E, D, v, kernels);
-    BackTransform(z, v, kernels);
+    FindSchurVectors(w, block, E, D, y, kernels);
+    const FlatMatrix<double> v = w;  // T is no longer needed
+    BackTransform(z, y, v, kernels);
     BackBalance(block, scale.data(), v);
     NormaliseVectors(E, D, v);
-    RefineVectors(A, D, E, v, kernels);
+    RefineVectors(A, D, E, v, {z, y, work(3)}, kernels);
     V = Matrix2D<double>(n, n);
     for (int r = 0; r < n; ++r) {
         double* const row = V.Row(r).Data();

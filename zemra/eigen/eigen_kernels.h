@@ -21,15 +21,17 @@ struct QrSweep {
 /// is left alone.
 struct Elimination {
     int n;
-    double* a;        // n × n, column-major
+    int ld;           // leading dimension, n rounded up to a multiple of 4 at least
+    double* a;        // ld × n, column-major; rows from n on are scratch
     int m, igh;       // m < igh; rows and columns to igh are reduced, rows of those behind, too
-    const double* y;  // n numbers, of which m + 1 … igh are the multipliers
-    double* work;     // 2·n numbers
+    const double* y;  // ld numbers, zeros but for the multipliers m + 1 … igh
+    double* work;     // 2·ld numbers
 };
 
 /// C := A·B, of order n. Each element is its sum in ascending order from a zero on.
 struct MatrixProduct {
     int n;
+    int ld;  // leading dimension of all three
     const double* a;
     bool aIsByRows;  // else column-major, like the others
     const double* b;

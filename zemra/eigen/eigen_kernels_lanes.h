@@ -356,16 +356,18 @@ inline Lanes Counting() {
 class Eliminator {
   public:
     explicit Eliminator(const Elimination& s)
-        : s_(s), n_(s.n), m_(s.m), pivotRow_(s.work), partial_(s.work + s.n) {}
+        : s_(s), n_(s.n), ld_(s.ld), m_(s.m), pivotRow_(s.work), partial_(s.work + s.ld) {}
 
     void Run() {
-        for (Long i = m_ + 1; i < n_; ++i) pivotRow_[i] = s_.a[i * n_ + m_];
+        for (Long i = m_ + 1; i < n_; ++i) pivotRow_[i] = s_.a[i * ld_ + m_];
         double sum = Target()[m_];
         for (Long i = m_ + 1; i <= s_.igh; ++i) {
             partial_[i] = sum;
             if (s_.y[i] != 0.0) sum += s_.y[i] * pivotRow_[i];
         }
-        const Long rows = s_.igh + 1;
+        // Whole vectors, unless real rows follow.
+        const Long rows =
+            s_.igh + 1 == n_ ? (n_ + kLanes - 1) / kLanes * kLanes : Long{s_.igh} + 1;
         Long r = 0;
         for (; r + 4 * kLanes <= rows; r += 4 * kLanes) Strip<4>(r, kLanes);
         for (; r < rows; r += kLanes) Strip<1>(r, rows - r < kLanes ? rows - r : kLanes);
@@ -374,11 +376,11 @@ class Eliminator {
 
   private:
     const Elimination& s_;
-    Long n_, m_;
+    Long n_, ld_, m_;
     double* pivotRow_;  // row m
     double* partial_;   // element m of column m, before column i is added to it
 
-    double* Target() const { return s_.a + m_ * n_; }
+    double* Target() const { return s_.a + m_ * ld_; }
 
     // Vectors × lanes rows from row r on, only the first count of the last vector.
     template <int kVectors>
@@ -411,7 +413,7 @@ class Eliminator {
         if (s_.y[i] == 0.0) return;
         const Lanes f = Spread(s_.y[i]);
         for (int v = 0; v < kVectors; ++v)
-            sums[v] += f * LoadFirst(s_.a + i * n_ + r + v * kLanes, count);
+            sums[v] += f * LoadFirst(s_.a + i * ld_ + r + v * kLanes, count);
     }
 
     // Column i, which column m takes in before the rows below i are reduced in it. A mixed
@@ -419,7 +421,7 @@ class Eliminator {
     template <int kVectors, bool kMixed, bool kBelow = false>
     void Reduce(Long r, Long count, Long i, const Lanes* y, const Lanes* index,
                 Lanes* sums) const {
-        double* const column = s_.a + i * n_ + r;
+        double* const column = s_.a + i * ld_ + r;
         const Lanes e = Spread(pivotRow_[i]), f = Spread(s_.y[i]);
         const bool adds = s_.y[i] != 0.0;
         const Lanes here = Spread(static_cast<double>(i)), m = Spread(static_cast<double>(m_));
@@ -441,7 +443,7 @@ class Eliminator {
     }
 
     void ReduceColumn(Long c) const {
-        double* const column = s_.a + c * n_;
+        double* const column = s_.a + c * ld_;
         const Lanes e = Spread(pivotRow_[c]);
         Long r = m_ + 1;
         for (; r + kLanes <= s_.igh + 1; r += kLanes)
@@ -460,45 +462,45 @@ constexpr Long kPanel = 64;  // columns of B that are used while a strip of A is
 
 // The first count rows, packed, times kColumns columns of B.
 template <int kColumns>
-void MultiplyTile(Long n, Long depth, Long count, const double* packed, const double* b,
+void MultiplyTile(Long ld, Long depth, Long count, const double* packed, const double* b,
                   double* c) {
     Lanes sums[2][kColumns] = {};
     for (Long k = 0; k < depth; ++k) {
         const Lanes first = Load(packed + k * kTileRows),
                     second = Load(packed + k * kTileRows + kLanes);
         for (int j = 0; j < kColumns; ++j) {
-            const Lanes f = Spread(b[j * n + k]);
+            const Lanes f = Spread(b[j * ld + k]);
             sums[0][j] += first * f;
             sums[1][j] += second * f;
         }
     }
     for (int j = 0; j < kColumns; ++j)
         for (int v = 0; v < 2 && v * kLanes < count; ++v)
-            StoreFirst(c + j * n + v * kLanes, sums[v][j],
+            StoreFirst(c + j * ld + v * kLanes, sums[v][j],
                        count - v * kLanes < kLanes ? count - v * kLanes : kLanes);
 }
 
 // Packs the rows from i on of a whole tile, as many columns as go in vectors, and says how
 // many.
 Long Pack(const MatrixProduct& p, Long i, Long depth) {
-    const Long n = p.n;
+    const Long ld = p.ld;
     Long k = 0;
     for (; k + 4 <= depth; k += 4)
         for (Long l = 0; l < kTileRows; l += kLanes) {
             double* const to = p.work + k * kTileRows + l;
-            const double* const from = p.a + (p.aIsByRows ? (i + l) * n + k : k * n + i + l);
+            const double* const from = p.a + (p.aIsByRows ? (i + l) * ld + k : k * ld + i + l);
             Lanes column[4];
             if (p.aIsByRows)
-                LoadRows(from, n, column[0], column[1], column[2], column[3]);
+                LoadRows(from, ld, column[0], column[1], column[2], column[3]);
             else
-                for (Long c = 0; c < 4; ++c) column[c] = Load(from + c * n);
+                for (Long c = 0; c < 4; ++c) column[c] = Load(from + c * ld);
             for (Long c = 0; c < 4; ++c) Store(to + c * kTileRows, column[c]);
         }
     return k;
 }
 
 void Multiply(const MatrixProduct& p) {
-    const Long n = p.n, down = p.aIsByRows ? n : 1, along = p.aIsByRows ? 1 : n;
+    const Long n = p.n, ld = p.ld, down = p.aIsByRows ? ld : 1, along = p.aIsByRows ? 1 : ld;
     const auto depthOf = [&p](Long first, Long end) {
         int depth = 0;
         for (Long j = first; j < end; ++j) depth = p.used[j] > depth ? p.used[j] : depth;
@@ -516,10 +518,10 @@ void Multiply(const MatrixProduct& p) {
                         l < count ? p.a[(i + l) * down + k * along] : 0.0;
             Long j = first;
             for (; j + kTileColumns <= end; j += kTileColumns)
-                MultiplyTile<kTileColumns>(n, depthOf(j, j + kTileColumns), count, p.work,
-                                           p.b + j * n, p.c + j * n + i);
+                MultiplyTile<kTileColumns>(ld, depthOf(j, j + kTileColumns), count, p.work,
+                                           p.b + j * ld, p.c + j * ld + i);
             for (; j < end; ++j)
-                MultiplyTile<1>(n, p.used[j], count, p.work, p.b + j * n, p.c + j * n + i);
+                MultiplyTile<1>(ld, p.used[j], count, p.work, p.b + j * ld, p.c + j * ld + i);
         }
     }
 }

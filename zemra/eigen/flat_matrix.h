@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <utility>
+#include <vector>
 
 namespace ZEMRA::Vibration {
 
@@ -33,6 +35,36 @@ class FlatMatrix {
 constexpr std::size_t Elements(int n) {
     return static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
 }
+
+/// Zero matrices of order n in one block, as the kernels of the eigen solver want them: columns
+/// on boundaries of whole vectors, three more of them, and rows up to a leading dimension that
+/// is no multiple of 512 bytes, or columns would share a few places of the cache.
+class PaddedMatrices {
+  public:
+    PaddedMatrices(int n, int count) : n_(n), ld_((n + 7) / 8 * 8) {
+        if (ld_ % 64 == 0) ld_ += 8;
+        constexpr std::size_t kLine = 64;
+        const std::size_t elements = static_cast<std::size_t>(count) * Size();
+        data_.resize(elements + kLine / sizeof(double));
+        void* start = data_.data();
+        std::size_t room = data_.size() * sizeof(double);
+        first_ =
+            static_cast<double*>(std::align(kLine, elements * sizeof(double), start, room));
+    }
+
+    FlatMatrix<double> operator()(int i) const {
+        return {n_, first_ + static_cast<std::size_t>(i) * Size(), ld_};
+    }
+
+  private:
+    int n_, ld_;
+    std::vector<double> data_;
+    double* first_ = nullptr;
+
+    std::size_t Size() const {
+        return static_cast<std::size_t>(ld_) * static_cast<std::size_t>(n_ + 3);
+    }
+};
 
 /// Transposes in place.
 template <typename T>

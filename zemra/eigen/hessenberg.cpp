@@ -69,7 +69,8 @@ void EliminateFast(FlatMatrix<double> a, CoupledBlock block, FlatMatrix<double> 
         cleared[i] = 0.0;
         if (z) z(order[i], m) = y[i];
     }
-    kernels.eliminate({a.Order(), a.Column(0), m, block.igh, y, y + a.Order()});
+    kernels.eliminate({a.Order(), a.LeadingDimension(), a.Column(0), m, block.igh, y,
+                       y + a.LeadingDimension()});
 }
 
 }  // namespace
@@ -81,7 +82,7 @@ void ReduceToHessenberg(FlatMatrix<double> a, CoupledBlock block, FlatMatrix<dou
         std::fill_n(z.Column(c), n, 0.0);
         z(c, c) = 1.0;
     }
-    std::vector<double> multipliers(3 * static_cast<std::size_t>(n));
+    std::vector<double> multipliers(3 * static_cast<std::size_t>(a.LeadingDimension()));
     std::vector<int> order(static_cast<std::size_t>(n));
     std::iota(order.begin(), order.end(), 0);
     for (int m = block.low + 1; m < block.igh; ++m) {

@@ -4,8 +4,6 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <memory>
-#include <vector>
 
 #include "zemra/message/message.h"
 
@@ -315,55 +313,11 @@ class Iteration {
     }
 };
 
-// A copy as the kernels want it: columns on boundaries of whole vectors, and three more. No
-// multiple of 512 bytes apart, where they would share a few places of the cache.
-class PaddedCopy {
-  public:
-    explicit PaddedCopy(FlatMatrix<double> a) : ld_((a.Order() + 7) / 8 * 8) {
-        if (ld_ % 64 == 0) ld_ += 8;
-        constexpr std::size_t kLine = 64;
-        const std::size_t elements =
-            static_cast<std::size_t>(ld_) * static_cast<std::size_t>(a.Order() + 3);
-        data_.resize(elements + kLine / sizeof(double));
-        void* start = data_.data();
-        std::size_t room = data_.size() * sizeof(double);
-        view_ = {
-            a.Order(),
-            static_cast<double*>(std::align(kLine, elements * sizeof(double), start, room)),
-            ld_};
-        for (int c = 0; c < a.Order(); ++c)
-            std::copy_n(a.Column(c), a.Order(), view_.Column(c));
-    }
-
-    FlatMatrix<double> View() const { return view_; }
-    void CopyTo(FlatMatrix<double> a) const {
-        for (int c = 0; c < a.Order(); ++c)
-            std::copy_n(view_.Column(c), a.Order(), a.Column(c));
-    }
-
-  private:
-    int ld_;
-    std::vector<double> data_;
-    FlatMatrix<double> view_;
-};
-
 }  // namespace
 
 void HessenbergQR(FlatMatrix<double> h, CoupledBlock block, FlatMatrix<double> z,
                   Matrix1D<Complex>& E, const EigenKernels* kernels) {
-    if (!kernels) {
-        Iteration(h, block, z, E, nullptr).Run();
-        return;
-    }
-    const PaddedCopy paddedH(h);
-    if (!z) {
-        Iteration(paddedH.View(), block, {}, E, kernels).Run();
-        return;
-    }
-    const PaddedCopy paddedZ(z);
-    Iteration(paddedH.View(), block, paddedZ.View(), E, kernels).Run();
-    paddedH.CopyTo(h);
-    paddedZ.CopyTo(z);
+    Iteration(h, block, z, E, kernels).Run();
 }
 
 }  // namespace ZEMRA::Vibration

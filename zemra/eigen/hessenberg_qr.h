@@ -15,7 +15,7 @@ namespace ZEMRA::Vibration {
 ///   block  the rows and columns to iterate on
 ///   z      Z on entry, Z·Q on return; null for the eigenvalues alone
 ///   E      receives the eigenvalues (n). Pairs are adjacent, positive imaginary part first.
-///   kernels  null: the plain loops; the result is the same
+///   kernels  null: the plain loops; the result is the same. They want PaddedMatrices.
 ///
 /// A real eigenvalue that was found alone is bit for bit the diagonal element of T: that is how
 /// repeated eigenvalues are recognised later.

@@ -234,32 +234,29 @@ bool IsCertainlySmall(const Complex& lambda, FlatMatrix<double> product, FlatMat
     return (sums[0] + sums[1] + sums[2] + sums[3]) * kWithRoundings <= most;
 }
 
-// A·v, all columns at once.
-std::vector<double> Products(const Matrix2D<double>& A, FlatMatrix<double> v,
-                             const EigenKernels* kernels) {
+// A·v, all columns at once; by is for A.
+void Multiply(const Matrix2D<double>& A, FlatMatrix<double> v, FlatMatrix<double> product,
+              FlatMatrix<double> by, const EigenKernels* kernels) {
     const int n = v.Order();
-    std::vector<double> product(Elements(n));
-    const FlatMatrix<double> to(n, product.data());
     if (!kernels) {
         for (int c = 0; c < n; ++c) {
             const Matrix1D<double> column = A * Gather<double>(v, c);
-            std::copy_n(column.Data(), n, to.Column(c));
+            std::copy_n(column.Data(), n, product.Column(c));
         }
-        return product;
+        return;
     }
-    std::vector<double> a(Elements(n)), work(8 * static_cast<std::size_t>(n));
-    for (int r = 0; r < n; ++r)
-        std::copy_n(A.Row(r).Data(), n, FlatMatrix<double>(n, a.data()).Column(r));
+    for (int r = 0; r < n; ++r) std::copy_n(A.Row(r).Data(), n, by.Column(r));
+    std::vector<double> work(8 * static_cast<std::size_t>(n));
     const std::vector<int> used(static_cast<std::size_t>(n), n);
-    kernels->multiply(
-        {n, a.data(), true, v.Column(0), used.data(), product.data(), work.data()});
-    return product;
+    kernels->multiply({n, v.LeadingDimension(), by.Column(0), true, v.Column(0), used.data(),
+                       product.Column(0), work.data()});
 }
 
 }  // namespace
 
 void RefineVectors(const Matrix2D<double>& A, const Matrix1D<int>& D, Matrix1D<Complex>& E,
-                   FlatMatrix<double> V, const EigenKernels* kernels) {
+                   FlatMatrix<double> V, const std::array<FlatMatrix<double>, 3>& work,
+                   const EigenKernels* kernels) {
     const int n = A.Size(0);
     const double tolerance = Tolerance();
     const std::vector<char> close = FindCloseOnes(E);
@@ -267,16 +264,15 @@ void RefineVectors(const Matrix2D<double>& A, const Matrix1D<int>& D, Matrix1D<C
         return D(i) == i && !close[static_cast<std::size_t>(i)];
     };
 
-    std::vector<double> copy(V.Column(0), V.Column(0) + Elements(n));
-    const FlatMatrix<double> scaled(n, copy.data());
+    const auto& [scaled, product, by] = work;
+    for (int i = 0; i < n; ++i) std::copy_n(V.Column(i), n, scaled.Column(i));
     for (int i = 0; i < n; ++i) {
         if (E(i).imag() > 0.0)
             ScaleColumn(scaled, i, true);
         else if (E(i).imag() == 0.0)
             ScaleColumn(scaled, i, false);
     }
-    std::vector<double> products = Products(A, scaled, kernels);
-    const FlatMatrix<double> product(n, products.data());
+    Multiply(A, scaled, product, by, kernels);
 
     const auto check = [&]<typename T>(const T& lambda, int i) {
         if (kernels && IsCertainlySmall(lambda, product, scaled, i, tolerance * n)) return;

@@ -416,27 +416,25 @@ bool FindSchurVectors(FlatMatrix<double> t, CoupledBlock block, Matrix1D<Complex
     return SchurVectors(t, block, E, D, y, kernels).Find();
 }
 
-void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y, const EigenKernels* kernels) {
+void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y, FlatMatrix<double> v,
+                   const EigenKernels* kernels) {
     const int n = z.Order();
     if (kernels) {
-        const std::vector<double> given(y.Column(0), y.Column(0) + Elements(n));
         std::vector<int> used(static_cast<std::size_t>(n));
         for (int c = 0; c < n; ++c) {
             int& depth = used[static_cast<std::size_t>(c)];
             for (depth = n; depth > 0 && y(depth - 1, c) == 0.0;) --depth;
         }
         std::vector<double> work(8 * static_cast<std::size_t>(n));
-        kernels->multiply(
-            {n, z.Column(0), false, given.data(), used.data(), y.Column(0), work.data()});
+        kernels->multiply({n, z.LeadingDimension(), z.Column(0), false, y.Column(0),
+                           used.data(), v.Column(0), work.data()});
         return;
     }
-    std::vector<double> v(static_cast<std::size_t>(n));
     for (int c = 0; c < n; ++c) {
-        double* const column = y.Column(c);
-        std::fill(v.begin(), v.end(), 0.0);
+        double* const column = v.Column(c);
+        std::fill_n(column, n, 0.0);
         for (int r = 0; r < n; ++r)
-            if (column[r] != 0.0) AddScaled(n, column[r], z.Column(r), v.data());
-        std::copy(v.begin(), v.end(), column);
+            if (y(r, c) != 0.0) AddScaled(n, y(r, c), z.Column(r), column);
     }
 }
 

@@ -31,8 +31,10 @@ namespace ZEMRA::Vibration {
 bool FindSchurVectors(FlatMatrix<double> t, CoupledBlock block, Matrix1D<Complex>& E,
                       Matrix1D<int>& D, FlatMatrix<double> y, const EigenKernels* kernels);
 
-/// Y := Z·Y, column by column, down to the last element of each that is not 0.
-void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y, const EigenKernels* kernels);
+/// V := Z·Y, column by column, down to the last element of each that is not 0. The three have
+/// one leading dimension.
+void BackTransform(FlatMatrix<double> z, FlatMatrix<double> y, FlatMatrix<double> v,
+                   const EigenKernels* kernels);
 
 /// Divides every vector by its component of largest modulus, the first of equals, which
 /// becomes 1. The members of a chain are divided by one number, the largest component among all
