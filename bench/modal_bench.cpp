@@ -3,6 +3,7 @@
 
 #include <Eigen/Eigenvalues>
 #include <map>
+#include <memory>
 
 #include "bench/support/sweep_problems.h"
 #include "zemra/system/force_system_ms.h"
@@ -49,7 +50,9 @@ ForceSystemMS ModalModel(const Case& c, const Problem& problem) {
             ToCore(problem.C * V),
             Matrix2D<double>(c.p, c.m),
             Matrix1D<const Actuator*>(c.m, &force),
-            EigenProblem()};
+            EigenProblem(),
+            std::make_shared<const ModalResidual>(ToCore(V.inverse()),
+                                                  ToCore(problem.A * V - V * T))};
 }
 
 void Sweep(benchmark::State& state, const Case& c) {

@@ -230,8 +230,7 @@ void Canon::doCanon(const Matrix2D<double>& A, const Matrix2D<double>& B,
     Matrix2D<double> R = ResidualOf(A, kept, T, eigen);
     if (Within(kLargestCondition, condition, kNearlyDependent))
         Within(kLargestResidual, LargestResidual(A, kept, T, R), kNoEigenvectors);
-    residual_ =
-        std::make_shared<const ModalResidual>(ModalResidual{std::move(Tinv), std::move(R)});
+    residual_ = std::make_shared<const ModalResidual>(std::move(Tinv), std::move(R));
 }
 
 void Canon::doModes(const Matrix2D<double>& A, const Matrix2D<double>& B,
@@ -252,8 +251,7 @@ void Canon::doModes(const Matrix2D<double>& A, const Matrix2D<double>& B,
 
     Matrix2D<double> R = ResidualOf(A, kept, T, eigen);
     Within(kLargestResidual, LargestResidual(A, kept, T, R), kNoEigenvectors);
-    residual_ =
-        std::make_shared<const ModalResidual>(ModalResidual{std::move(Tinv), std::move(R)});
+    residual_ = std::make_shared<const ModalResidual>(std::move(Tinv), std::move(R));
 }
 
 }  // namespace ZEMRA::Vibration

@@ -127,24 +127,41 @@ std::vector<char> ForceSystemMS::SweepTogether(const Matrix1D<double>& w, Matrix
                       H);
 }
 
+// The states that a residual adds are bounded first, in O(n·(m + p)): sound models are done
+// then.
 void ForceSystemMS::Judge(const Matrix1D<double>& w, const Matrix3D<Complex>& H) {
     const int lowest = residual_ ? Lowest(w) : -1;
     if (lowest < 0) return;
-    const int n = A_.Size(0), m = B_.Size(1);
+    const int n = A_.Size(0), m = B_.Size(1), p = C_.Size(0);
     SetSIA_inv(w(lowest));
-    Matrix2D<Complex> X(n, m), change(n, m);
+    Matrix2D<Complex> X(n, m);
     SetSIAB(B_, X);
-    SetSIAB(residual_->Tinv * (residual_->R * X), change);
-    const Matrix2D<Complex> error = C_ * change;
-
-    double largestState = 0.0, worst = 0.0;
+    double largestState = 0.0;
     for (int i = 0; i < n; ++i)
         largestState = std::max(largestState, Largest(m, X.Row(i).Data()));
-    for (int i = 0; i < C_.Size(0); ++i) {
-        const double response = Largest(m, H.Slot(lowest).Row(i).Data());
-        if (response > kNothing * Largest(n, C_.Row(i).Data()) * largestState)
-            worst = std::max(worst, Largest(m, error.Row(i).Data()) / response);
+    const Matrix1D<double> mostStates = MostStates(residual_->most);
+
+    // The responses of an output that is to be judged, else 0.
+    Matrix1D<double> response(p);
+    bool isDoubtful = false;
+    for (int i = 0; i < p; ++i) {
+        const double* row = C_.Row(i).Data();
+        double most = 0.0;
+        for (int j = 0; j < n; ++j) most += std::fabs(row[j]) * mostStates(j);
+        const double size = Largest(m, H.Slot(lowest).Row(i).Data());
+        if (!(size > kNothing * Largest(n, row) * largestState)) continue;
+        response(i) = size;
+        isDoubtful = isDoubtful || most * largestState > kLargestError * size;
     }
+    if (!isDoubtful) return;
+
+    Matrix2D<Complex> change(n, m);
+    SetSIAB(residual_->Tinv * (residual_->R * X), change);
+    const Matrix2D<Complex> error = C_ * change;
+    double worst = 0.0;
+    for (int i = 0; i < p; ++i)
+        if (response(i) > 0.0)
+            worst = std::max(worst, Largest(m, error.Row(i).Data()) / response(i));
     if (worst > kLargestError) (Warning(kInaccurate) << w(lowest) << worst).Print();
 }
 
@@ -200,6 +217,17 @@ void ForceSystemMS::SetSIAB(const Matrix2D<T>& B, Matrix2D<Complex>& X) const {
         for (int e = 0; e < stride_; ++e)
             if (const int column = r - 1 + e; column >= 0 && column < n)
                 AddScaled(B.Size(1), band[e], B.Row(column).Data(), X.Row(r).Data());
+}
+
+Matrix1D<double> ForceSystemMS::MostStates(const Matrix1D<double>& b) const {
+    const int n = A_.Size(0);
+    Matrix1D<double> most(n);
+    const Complex* band = band_.data();
+    for (int r = 0; r < n; ++r, band += stride_)
+        for (int e = 0; e < stride_; ++e)
+            if (const int column = r - 1 + e; column >= 0 && column < n)
+                most(r) += (std::fabs(band[e].real()) + std::fabs(band[e].imag())) * b(column);
+    return most;
 }
 
 }  // namespace ZEMRA::Vibration

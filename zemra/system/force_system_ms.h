@@ -31,9 +31,9 @@ class ForceSystemMS : public ForceSystem {
     ///              an empty problem) row i is linked to row i − 1 where both are real modes
     ///              and A(i − 1, i) ≠ 0.
     ///   residual   of this modal form, or null. With it, transfer functions of a vector of
-    ///              frequencies are judged at the lowest that is not 0, O((n + p)·n·m): a
-    ///              Warning is printed where its first-order effect on an output is more than
-    ///              a thousandth of the response, unless that is next to nothing itself.
+    ///              frequencies are judged at the lowest that is not 0: a Warning is printed
+    ///              where its first-order effect on an output is more than a thousandth of
+    ///              the response, unless that is next to nothing itself.
     ///
     /// Throws the Error of CheckABCDSizes.
     ForceSystemMS(double time, const MatrixSparse2D<double>& A, const Matrix2D<double>& B,
@@ -93,6 +93,8 @@ class ForceSystemMS : public ForceSystem {
     /// X += (j·w·I − A)⁻¹·B.
     template <typename T>
     void SetSIAB(const Matrix2D<T>& B, Matrix2D<Complex>& X) const;
+    /// At least |(j·w·I − A)⁻¹|·b.
+    Matrix1D<double> MostStates(const Matrix1D<double>& b) const;
 };
 
 }  // namespace ZEMRA::Vibration
