@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
 
 #include <memory>
-#include <stdexcept>
 
 #include "tests/support/captured_messages.h"
-#include "tests/support/excitation.h"
 #include "tests/support/host.h"
 #include "tests/support/reference.h"
 
@@ -110,25 +108,7 @@ TEST(InterfaceSystem, AnswersEveryQueryAndSoDoItsCopies) {
     EXPECT_THAT(messages.Take(), IsEmpty());
 }
 
-void Throw(const char*, unsigned char, void*) { throw std::runtime_error("host"); }
-
-TEST(InterfaceSystem, LetsExceptionsOfTheHostThroughAndStaysAsItWas) {
-    Excitation excitation{[](int, double) { return 2.0; }};
-    const Excitation::Block block{&excitation, 0};
-    ZmAPI_SystemSS system = BuildWith({'F', Excitation::Evaluate, sizeof block, &block});
-    ExpectAnswers(system);
-    excitation.value = [](int, double) -> Complex { throw std::runtime_error("host"); };
-    EXPECT_THROW(system.FrequencyResponse({1, kW}), std::runtime_error);
-    EXPECT_THROW(system.MCT({1, kW}, true), std::runtime_error);
-    EXPECT_THROW(system.PSD(2, 1), std::runtime_error);
-    EXPECT_THROW(system.MPF(0, 0, 0, 0, {1, kW}, true), std::runtime_error);
-    ZmAPI::PushMessageHandler(Throw, 0, nullptr);
-    EXPECT_THROW(system.ModalMatrix('a'), std::runtime_error);
-    EXPECT_THROW(Build(kOne), std::runtime_error);
-    ZmAPI::PopMessageHandler();
-    excitation.value = [](int, double) { return 2.0; };
-    ExpectAnswers(system);
-}
+void Ignore(const char*, unsigned char, void*) {}
 
 struct Block {
     std::string* messages;
@@ -144,8 +124,8 @@ TEST(PlainEntryPoints, PushAndPopHandlersWithDataOfTheirOwn) {
     Block data{&collected};
     EXPECT_EQ(ZmAPI_PopMessageHandler(), nullptr);
     EXPECT_EQ(ZmAPI_PushMessageHandler(Collect, sizeof data, &data), nullptr);
-    EXPECT_EQ(ZmAPI_PushMessageHandler(Throw, 0, nullptr), Collect);
-    EXPECT_EQ(ZmAPI_PopMessageHandler(), Throw);
+    EXPECT_EQ(ZmAPI_PushMessageHandler(Ignore, 0, nullptr), Collect);
+    EXPECT_EQ(ZmAPI_PopMessageHandler(), Ignore);
     data.messages = nullptr;
     kFreq.Value(2);
     EXPECT_EQ(collected, "eZmAPI_Matrix::Value(const int row): Row out of range.\n");
@@ -157,7 +137,7 @@ TEST(PlainEntryPoints, SwallowAShortageOfMemory) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer ends the program instead of throwing";
 #endif
-    EXPECT_EQ(ZmAPI_PushMessageHandler(Throw, ~0ull, ""), nullptr);
+    EXPECT_EQ(ZmAPI_PushMessageHandler(Ignore, ~0ull, ""), nullptr);
     EXPECT_EQ(ZmAPI_PopMessageHandler(), nullptr);
 }
 

@@ -17,23 +17,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 
-// The model with one more output: the motion of coordinate i, as an actuator of this type
-// prescribes it.
-Model Prescribe(Model model, int i, char type) {
-    const Eigen::Index n = model.A.rows() / 2, last = model.C.rows();
-    model.C.conservativeResize(last + 1, Eigen::NoChange);
-    model.D.conservativeResize(last + 1, Eigen::NoChange);
-    model.C.row(last).setZero();
-    model.D.row(last).setZero();
-    if (type == 'D') model.C(last, i) = 1;
-    if (type == 'V') model.C(last, n + i) = 1;
-    if (type == 'A') {
-        model.C.row(last) = model.A.row(n + i);
-        model.D.row(last) = model.B.row(n + i);
-    }
-    return model;
-}
-
 struct Driven {
     std::string name;
     Model model;
@@ -42,20 +25,13 @@ struct Driven {
 
 std::vector<Driven> DrivenModels() {
     const Model chain = DampedChain(20);  // forces at coordinates 0 and 19
-    const auto twice = [&](char first, char last) {
-        return Prescribe(Prescribe(chain, 0, first), 19, last);
-    };
-    return {{"Oscillator", Oscillator(4, 0.1), "F"},
-            {"HalfCar", HalfCar(), "FF"},
-            {"DampedChain", chain, "FF"},
+    return {{"HalfCar", HalfCar(), "FF"},
             {"RandomDense", RandomDense(), "FFF"},
             {"FreeMass", FreeMass(), "F"},
             {"DisplacedWheels", Prescribe(Prescribe(HalfCar(), 2, 'D'), 3, 'D'), "DD"},
-            {"DisplacedEnd", Prescribe(chain, 0, 'D'), "DF"},
             {"MovingEnd", Prescribe(chain, 19, 'V'), "FV"},
             {"ShakenEnd", Prescribe(chain, 19, 'A'), "FA"},
-            {"ShakenEnds", twice('A', 'A'), "AA"},
-            {"DisplacedAndShakenEnds", twice('D', 'A'), "DA"},
+            {"DisplacedAndShakenEnds", Prescribe(Prescribe(chain, 0, 'D'), 19, 'A'), "DA"},
             {"ShakenFreeMass", Prescribe(FreeMass(), 0, 'A'), "A"}};
 }
 
@@ -159,21 +135,8 @@ TEST(ModalSystem, KeepsTheEigenSolution) {
 INSTANTIATE_TEST_SUITE_P(Models, ModalForm, testing::ValuesIn(DrivenModels()),
                          [](const auto& driven) { return driven.param.name; });
 
-const Driven kForces = DrivenModels()[1];  // the half car: four conjugate pairs
+const Driven kForces = DrivenModels()[0];  // the half car: four conjugate pairs
 
-// Participation sums to the response without its feed-through, mode by mode.
-TEST(ModalSystem, SplitsAResponseIntoItsModes) {
-    const CapturedMessages messages;
-    ZmAPI_System modal = HostModel(kForces).Modal();
-    const Eigen::MatrixXcd H = FromHost(modal.TransferFunction(kFreq), 2);
-    const ZmAPI_Matrix factors = modal.MPF(1, 2, 2, -1, kFreq, false);
-    ASSERT_EQ(factors.Size(0), 4);
-    Complex sum = kForces.model.D(2, 1);
-    for (int q = 0; q < 4; ++q) sum += factors.ValueC(q).GetComplex();
-    EXPECT_LE(std::abs(sum - H(2, 1)), 1e-12 * std::abs(H(2, 1)));
-}
-
-// Modal matrices are those of x = (Re v, −Im v)·q: C' is C times that basis.
 TEST(ModalSystem, KeepsASelectionOfModes) {
     const CapturedMessages messages;
     const HostModel host(kForces);
@@ -181,7 +144,6 @@ TEST(ModalSystem, KeepsASelectionOfModes) {
     ASSERT_FALSE(modal.Error());
     EXPECT_EQ(modal.Eigenvalues(), 8);
     const ZmAPI_Matrix A = modal.ModalMatrix('A');
-    const Eigen::MatrixXcd C = FromHost(modal.ModalMatrix('C'));
     ASSERT_EQ(A.Size(0), 4);
     EXPECT_EQ(modal.MPF(0, 0, 0, -1, kFreq, false).Size(0), 2);
     for (int r = 0; r < 4; r += 2) {
@@ -189,11 +151,6 @@ TEST(ModalSystem, KeepsASelectionOfModes) {
         const Complex lambda = modal.Eigenvalue(i, false).GetComplex();
         EXPECT_EQ(Complex(A.Value(r, r), A.Value(r + 1, r)), lambda);
         EXPECT_EQ(Complex(A.Value(r + 1, r + 1), -A.Value(r, r + 1)), lambda);
-        Eigen::VectorXcd v(8);
-        for (int j = 0; j < 8; ++j) v(j) = modal.Eigenvector(i, j).GetComplex();
-        const Eigen::VectorXcd expected = kForces.model.C * v;
-        EXPECT_TRUE(C.col(r).isApprox(expected.real().cast<Complex>(), 1e-14));
-        EXPECT_TRUE(C.col(r + 1).isApprox(-expected.imag().cast<Complex>(), 1e-14));
     }
     EXPECT_EQ(host.Modal({0, 1, 2, 3}).ModalMatrix('A').Size(0), 8);
 }

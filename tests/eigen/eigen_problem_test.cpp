@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cmath>
 #include <limits>
 
@@ -18,10 +19,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-constexpr char kNotSquare[] =
-    "ZEMRA::Vibration::EigenProblem::Solve(int nVal, bool noVectors): Row size not equal to "
-    "column size.\n";
-constexpr char kNoVectors[] = "Eigenvector(which, i): Eigenvectors are not available.\n";
+constexpr char kNotConverged[] = "Hessenberg QR: did not converge.\n";
+constexpr char kNotFinite[] =
+    "QZ: The matrices hold elements that are not finite or too large.\n";
 const Matrix2D<double> kDoubleIntegrator = ToCore(MatrixXd{{0, 1}, {0, 0}});
 
 Matrix2D<double> Identity(int n) { return ToCore(MatrixXd::Identity(n, n)); }
@@ -50,46 +50,6 @@ TEST(EigenProblem, AnnouncesItsSolverAndReturnsTheOrder) {
                             Pair('i', text + "R eigen solver for 0 values\n")));
 }
 
-TEST(EigenProblem, OfOtherShapesThrowsBeforeAnythingIsPrinted) {
-    CapturedMessages messages;
-    const Matrix2D<double> square = Identity(2), larger = Identity(3), wide(2, 3), tall(3, 2);
-    for (EigenProblem problem : {EigenProblem(square, larger),
-                                 {square, wide},
-                                 {square, tall},
-                                 {wide, square},
-                                 {tall, wide},
-                                 {square, Matrix2D<double>()}})
-        EXPECT_EQ(ErrorText([&] { problem.Solve(false); }), kNotSquare);
-    EXPECT_EQ(ErrorText([&] { EigenProblem(wide).Solve(true); }), kNotSquare);
-    EXPECT_THAT(messages.Take(), IsEmpty());
-}
-
-TEST(EigenProblem, RefusesIndicesOutOfRangeAndVectorsItDoesNotHold) {
-    CapturedMessages messages;
-    EigenProblem unsolved(Identity(2)), values(Identity(2)), vectors(Identity(2));
-    values.Solve(true);
-    vectors.Solve(false);
-    for (const EigenProblem* const problem : std::vector{&unsolved, &values, &vectors}) {
-        for (const int i : {-1, problem->Eigenvalues()}) {
-            EXPECT_EQ(ErrorText([&] { problem->Defective(i); }), "Defective: Range error.\n");
-            EXPECT_EQ(ErrorText([&] { problem->Eigenvalue(i); }),
-                      "ZEMRA::Vibration::EigenProblem::Eigenvalue(const int indx): Range "
-                      "error.\n");
-            EXPECT_EQ(ErrorText([&] { problem->CheckEigenVector(i, true); }),
-                      "ZEMRA::Vibration::EigenProblem::checkEigenvector: Range error.\n");
-            const bool has = problem == &vectors;
-            const std::string expected =
-                has ? "Eigenvector(whcih, i): Range error.\n" : kNoVectors;
-            EXPECT_EQ(ErrorText([&] { problem->Eigenvector(i, 0); }), expected);
-            EXPECT_EQ(ErrorText([&] { problem->Eigenvector(0, i); }), expected);
-        }
-    }
-    EXPECT_EQ(ErrorText([&] { values.CheckEigenVector(1, false); }), kNoVectors);
-    EXPECT_EQ(values.Eigenvalues(), 2);
-    EXPECT_EQ(values.Eigenvectors(), 0);
-    EXPECT_EQ(vectors.Eigenvectors(), 2);
-}
-
 TEST(EigenProblem, TellsChainsOnlyTogetherWithVectors) {
     CapturedMessages messages;
     EigenProblem problem(kDoubleIntegrator);
@@ -114,27 +74,6 @@ std::vector<EigenProblem> Solved() {
     return problems;
 }
 
-TEST(EigenProblem, GivesConjugateVectorsToConjugateValues) {
-    CapturedMessages messages;
-    for (const EigenProblem& problem : Solved()) {
-        const MatrixXcd V = Vectors(problem);
-        int pairs = 0;
-        for (int i = 0; i < 7; ++i) {
-            const double im = problem.Eigenvalue(i).imag();
-            if (im == 0) {
-                EXPECT_EQ(V.col(i).imag().norm(), 0);
-            }
-            if (im <= 0) continue;
-            EXPECT_LT(problem.Eigenvalue(i + 1).imag(), 0);
-            EXPECT_EQ(V.col(i + 1), V.col(i).conjugate());
-            EXPECT_EQ(ToEigen(problem.MatrixV()).col(i), V.col(i).real());
-            EXPECT_EQ(ToEigen(problem.MatrixV()).col(i + 1), V.col(i).imag());
-            ++pairs;
-        }
-        EXPECT_TRUE(pairs > 0 && 2 * pairs < 7) << pairs;
-    }
-}
-
 // With a wrong sign, without B or without the imaginary part it would be of the order of 1.
 TEST(EigenProblem, ChecksAPairByItsMeanResidual) {
     CapturedMessages messages;
@@ -149,20 +88,6 @@ TEST(EigenProblem, DividesPlainlyByASingularB) {
     EXPECT_NEAR(problem.Eigenvalue(0).real(), 0.5, 1e-15);  // det = 2·(1 − λ) − 1
     EXPECT_TRUE(std::isinf(problem.Eigenvalue(1).real()));
     EXPECT_EQ(messages.Take().size(), 1u);
-}
-
-TEST(EigenProblem, OfAUnitBAgreesWithTheStandardOne) {
-    CapturedMessages messages;
-    for (const Matrix2D<double>& A : {SpringChain(5, 0.05), RandomMatrix<double>(20, 20, 6)}) {
-        const int n = A.Size(0);
-        EigenProblem standard(A), generalized(A, Identity(n)), valuesOnly(A);
-        EXPECT_EQ(standard.Solve(false) + generalized.Solve(false) + valuesOnly.Solve(true),
-                  3 * n);
-        for (int i = 0; i < n; ++i) {
-            EXPECT_LT(std::abs(standard.Eigenvalue(i) - generalized.Eigenvalue(i)), 1e-12);
-            EXPECT_LT(std::abs(standard.Eigenvalue(i) - valuesOnly.Eigenvalue(i)), 1e-12);
-        }
-    }
 }
 
 TEST(EigenProblem, KeepsTheInverseOfItsVectorsUntilItIsSolvedAgain) {
@@ -197,17 +122,17 @@ TEST(EigenProblem, HoldsNothingOldAfterAFailure) {
     EXPECT_EQ(problem.MatrixZinv().Size(0), 0);
 }
 
-// Whatever stands in a matrix, Solve ends, and what it then holds can be asked for.
+// Whatever stands in a matrix, Solve ends soon, and what it then holds can be asked for.
 TEST(EigenProblem, SurvivesAbsurdElements) {
     CapturedMessages messages;
     using Limits = std::numeric_limits<double>;
     const auto ask = [](EigenProblem problem) {
         for (const bool noVectors : {false, true}) {
-            try {
-                problem.Solve(noVectors);
-            } catch (const Error&) {
-                EXPECT_EQ(problem.Eigenvalues(), 0);
-            }
+            const auto start = std::chrono::steady_clock::now();
+            const std::string error = ErrorText([&] { problem.Solve(noVectors); });
+            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+            EXPECT_TRUE(error.empty() || error == kNotConverged || error == kNotFinite);
+            EXPECT_TRUE(error.empty() || problem.Eigenvalues() == 0);
             problem.Defective();
             for (int i = 0; i < problem.Eigenvectors(); ++i) problem.CheckEigenVector(i, false);
             if (problem.Eigenvectors() > 0) Vectors(problem);
@@ -218,7 +143,9 @@ TEST(EigenProblem, SurvivesAbsurdElements) {
                            -1e308, Limits::denorm_min()}) {
         for (const int n : {1, 2, 3, 4, 7, 12}) {
             const Matrix2D<double> usual = RandomMatrix<double>(n, n, 5), all(n, n, x);
-            std::vector<Matrix2D<double>> absurd{all};
+            const auto below =
+                Generate<double>(n, n, [&](int i, int j) { return i > j ? x : usual(i, j); });
+            std::vector<Matrix2D<double>> absurd{all, below};
             for (const auto& [i, j] :
                  {std::pair{0, 0}, {n - 1, 0}, {0, n - 1}, {n / 2, n / 2}}) {
                 absurd.push_back(usual);

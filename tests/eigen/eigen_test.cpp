@@ -2,16 +2,14 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 
-#include "examples/support/dump_reader.h"
 #include "tests/support/captured_messages.h"
+#include "tests/support/dumped_models.h"
 #include "tests/support/eigen_reference.h"
 #include "tests/support/eigen_zoo.h"
-#include "tests/support/error_text.h"
 #include "tests/support/matrix_market.h"
 #include "zemra/eigen/chains.h"
 #include "zemra/eigen/hessenberg.h"
@@ -29,7 +27,6 @@ using testing::SizeIs;
 using Solver = ZEMRA::Vibration::Eigen<double>;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
-constexpr char kNotConverged[] = "Hessenberg QR: did not converge.\n";
 constexpr char kDefective[] =
     "QR: The eigen solution produced one or more defective eigen values.\n    For these eigen "
     "values generalized eigen vectors will be used in the solution.\n    This generally "
@@ -72,21 +69,15 @@ std::vector<Named> AllMatrices() {
         all.push_back({one.name, ToEigen(one.A), 1e-13, one.isWellScaled});
     all.push_back({"Dense131", ToEigen(RandomMatrix<double>(131, 131, 1)), 1e-12, true});
     all.push_back({"Chain130", ToEigen(SpringChain(65, 0.01)), 1e-12, true});
-    const auto folder = MatrixFolder();
+    const auto folder = DataFolder("matrices");
     if (folder.empty()) return all;
     for (const char* const name :
          {"bfwa62", "bwm200", "ck104", "fs_183_6", "gre_216b", "impcol_c", "lop163", "lund_a",
           "olm100", "rdb200", "rotor1", "tols340", "west0132", "wingbeam_k"})
         all.push_back(
             {name, ReadMatrixMarket(folder / (std::string(name) + ".mtx")), 1e-12, true});
-    for (const char* const name : {"astovl_aircraft", "beam", "beam_free_free", "bicycle",
-                                   "building", "cdplayer", "coupled_springs", "half_car",
-                                   "piezo_actuator", "rotor_two_disk", "turbine_monopile"}) {
-        const auto file = folder / ".." / "models" / (std::string(name) + ".txt");
-        const Example::DumpedMatrix A = Example::DumpReader(file).Read().A;
-        all.push_back({name, ::Eigen::Map<const MatrixXd>(A.values.data(), A.rows, A.columns),
-                       1e-12, true});
-    }
+    for (const Model& model : DumpedModels())
+        all.push_back({std::filesystem::path(model.name).stem(), model.A, 1e-12, true});
     return all;
 }
 
@@ -375,29 +366,6 @@ TEST_F(RefinedUnder, ToleranceZeroLeavesChainsAndCloseNeighboursAlone) {
             EXPECT_EQ(never.col(i), always.col(i)) << i;
         }
     }
-}
-
-TEST(Eigen, ReturnsOrReportsWhateverTheNumbersAre) {
-    CapturedMessages messages;
-    constexpr double kInf = std::numeric_limits<double>::infinity();
-    const double absurd[] = {std::nan(""), kInf, -kInf, 1e308, -1.7e308, 5e-324};
-    for (const int n : {1, 2, 3, 6, 40})
-        for (const double x : absurd)
-            for (const int where : {0, 1, 2, 3, 4})
-                for (const bool withVectors : {false, true}) {
-                    Matrix2D<double> A = RandomMatrix<double>(n, n, 8);
-                    for (int i = 0; i < n; ++i)
-                        for (int j = 0; j < n; ++j)
-                            if (where == 0 || (where == 1 && i == j) || (where == 2 && i > j) ||
-                                (where == 3 && i == 0) || (where == 4 && i == n - 1 && j == 0))
-                                A(i, j) = x;
-                    const auto start = std::chrono::steady_clock::now();
-                    const std::string text = ErrorText([&] { Sorted(A, withVectors); });
-                    EXPECT_TRUE(text.empty() || text == kNotConverged) << text;
-                    EXPECT_LT(std::chrono::steady_clock::now() - start,
-                              std::chrono::seconds(1));
-                }
-    EXPECT_EQ(ErrorText([&] { Sorted(Matrix2D<double>(3, 3, std::nan(""))); }), kNotConverged);
 }
 
 INSTANTIATE_TEST_SUITE_P(Zoo, EigenOf, testing::ValuesIn(AllMatrices()),

@@ -14,8 +14,6 @@
 
 namespace ZEMRA::Vibration::tests {
 
-inline Complex Amplitude(int input, double w) { return {1.0 + input, 0.5 * w}; }
-
 /// The queries over a frequency vector, with what each may cost a force model for 3 frequencies
 /// and 2 inputs: the first time, again, and first but with H and the states known.
 using Answer = std::vector<Complex>;

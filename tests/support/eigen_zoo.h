@@ -83,19 +83,12 @@ inline Dense Jordan(double lambda, Index size) {
     return J;
 }
 
-/// (0, X; −K, −C) with K and C of a chain of bodies that are joined to each other, and to the
-/// ground when grounded.
+/// A chain of bodies that are joined to each other, and to walls on both sides when grounded.
 inline Dense Mechanical(Index n, double stiffness, double damping, bool grounded = true) {
-    Dense K = Dense::Zero(n, n);
-    K.diagonal().setConstant(2.0);
-    K.diagonal(1).setConstant(-1.0);
-    K.diagonal(-1).setConstant(-1.0);
-    if (!grounded) K(0, 0) = K(n - 1, n - 1) = n > 1 ? 1.0 : 0.0;
-    Dense A = Dense::Zero(2 * n, 2 * n);
-    A.topRightCorner(n, n).setIdentity();
-    A.bottomLeftCorner(n, n) = -stiffness * K;
-    A.bottomRightCorner(n, n) = -damping * K;
-    return A;
+    ::Eigen::VectorXd springs = ::Eigen::VectorXd::Ones(n);
+    springs(0) = 0;
+    const Dense K = grounded ? BetweenWalls(n) : Links(springs);
+    return FirstOrder(stiffness * K, damping * K);
 }
 
 /// q' = M⁻¹·p, p' = 0; the momenta first when they come first.

@@ -25,4 +25,7 @@ struct Excitation {
     }
 };
 
+/// What drives a model where nothing else is said.
+inline std::complex<double> Amplitude(int input, double w) { return {1.0 + input, 0.5 * w}; }
+
 }  // namespace ZEMRA::Vibration::tests

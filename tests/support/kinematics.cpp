@@ -11,14 +11,8 @@ Model Constrainable(const Model& model, const Inputs& inputs) {
     full.B.setZero(2 * n, static_cast<Eigen::Index>(inputs.size()));
     for (Eigen::Index j = 0; const Input& input : inputs) full.B(n + input.coordinate, j++) = 1;
     full = WithMotions(full);
-    for (const Input& input : inputs) {
-        if (!input.Moves()) continue;
-        const Eigen::Index row = input.Order() * n + input.coordinate, rows = full.C.rows();
-        full.C.conservativeResize(rows + 1, Eigen::NoChange);
-        full.D.conservativeResize(rows + 1, Eigen::NoChange);
-        full.C.row(rows) = full.C.row(row);
-        full.D.row(rows) = full.D.row(row);
-    }
+    for (const Input& input : inputs)
+        if (input.Moves()) full = Prescribe(full, input.coordinate, input.type);
     return full;
 }
 
@@ -68,6 +62,12 @@ std::unique_ptr<KinematicSystem> Build(const Model& full, const Actuators& actua
     const KinematicModel m(canon.B(), canon.C(), canon.D(), actuators);
     return std::make_unique<KinematicSystemMS>(0, canon.A(), canon.B(), m.C(), m.D(), m.Bhat(),
                                                m.Chat(), m.Dhat(), actuators, eigen);
+}
+
+std::unique_ptr<KinematicSystem> Build(const Model& model, const Inputs& inputs, Form form,
+                                       const std::vector<int>& modes) {
+    static Excitation excitation{Amplitude};
+    return Build(Constrainable(model, inputs), Actuators(excitation, inputs), form, modes);
 }
 
 }  // namespace ZEMRA::Vibration::tests

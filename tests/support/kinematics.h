@@ -59,5 +59,9 @@ enum class Form { StateSpace, Modal };
 std::unique_ptr<KinematicSystem> Build(const Model& full, const Actuators& actuators,
                                        Form form = Form::StateSpace,
                                        const std::vector<int>& modes = {});
+/// The same of an unconstrained model whose inputs Amplitude drives.
+std::unique_ptr<KinematicSystem> Build(const Model& model, const Inputs& inputs,
+                                       Form form = Form::StateSpace,
+                                       const std::vector<int>& modes = {});
 
 }  // namespace ZEMRA::Vibration::tests

@@ -62,19 +62,32 @@ Matrix2D<T> RandomMatrix(int nrows, int ncols, unsigned seed) {
     });
 }
 
-/// First-order form, (0, I; −K, −C), of n unit masses between n + 1 unit springs, both ends
-/// fixed, with C = damping·K. States: displacements, then velocities.
-inline Matrix2D<double> SpringChain(int n, double damping) {
-    Matrix2D<double> A(2 * n, 2 * n);
-    for (int i = 0; i < n; ++i) {
-        A(i, n + i) = 1.0;
-        for (int j = 0; j < n; ++j) {
-            const double stiffness = i == j ? 2.0 : std::abs(i - j) == 1 ? -1.0 : 0.0;
-            A(n + i, j) = -stiffness;
-            A(n + i, n + j) = -damping * stiffness;
-        }
+/// The stiffness of a chain of masses on the springs k, the first to the ground, each other one
+/// to the mass before.
+inline ::Eigen::MatrixXd Links(const ::Eigen::VectorXd& k) {
+    ::Eigen::MatrixXd K = k.asDiagonal();
+    for (::Eigen::Index i = 1; i < k.size(); ++i) {
+        K(i - 1, i - 1) += k(i);
+        K(i - 1, i) = K(i, i - 1) = -k(i);
     }
+    return K;
+}
+/// Of n masses between n + 1 unit springs, both ends fixed.
+inline ::Eigen::MatrixXd BetweenWalls(::Eigen::Index n) {
+    return Links(::Eigen::VectorXd::Ones(n + 1)).topLeftCorner(n, n);
+}
+
+/// (0, I; −K, −R), unit masses in first-order form. States: displacements, then velocities.
+inline ::Eigen::MatrixXd FirstOrder(const ::Eigen::MatrixXd& K, const ::Eigen::MatrixXd& R) {
+    const ::Eigen::Index n = K.rows();
+    ::Eigen::MatrixXd A(2 * n, 2 * n);
+    A << ::Eigen::MatrixXd::Zero(n, n), ::Eigen::MatrixXd::Identity(n, n), -K, -R;
     return A;
+}
+/// n unit masses between walls, with R = damping·K.
+inline Matrix2D<double> SpringChain(int n, double damping) {
+    const ::Eigen::MatrixXd K = BetweenWalls(n);
+    return Generate<double>(2 * n, 2 * n, FirstOrder(K, damping * K));
 }
 
 /// Regular matrices of the shapes that the models and the solvers meet, by name.

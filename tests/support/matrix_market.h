@@ -1,23 +1,10 @@
 #pragma once
 
-#include <Eigen/Dense>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
-#include <string>
+
+#include "tests/support/data_folder.h"
 
 namespace ZEMRA::Vibration::tests {
-
-/// The folder of collected matrices, beside the model dumps that ZEMRA_MODEL_DATA names; empty
-/// when there is none.
-inline std::filesystem::path MatrixFolder() {
-    const char* const models = std::getenv("ZEMRA_MODEL_DATA");
-    if (!models || !*models) return {};
-    const std::filesystem::path folder = std::filesystem::path(models) / ".." / "matrices";
-    return is_directory(folder) ? folder : std::filesystem::path();
-}
 
 /// Reads a "real general" Matrix Market coordinate file.
 inline ::Eigen::MatrixXd ReadMatrixMarket(const std::filesystem::path& file) {

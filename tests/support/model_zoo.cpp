@@ -27,23 +27,6 @@ class Chance {
     std::mt19937 generator_;
 };
 
-/// Elements between neighbours, the first to the ground, the last open.
-Eigen::MatrixXd Links(const Eigen::VectorXd& k) {
-    Eigen::MatrixXd K = k.asDiagonal();
-    for (Eigen::Index i = 1; i < k.size(); ++i) {
-        K(i - 1, i - 1) += k(i);
-        K(i - 1, i) = K(i, i - 1) = -k(i);
-    }
-    return K;
-}
-
-/// A force at the first and one at the last coordinate, if there are two.
-Eigen::MatrixXd Ends(Eigen::Index n) {
-    Eigen::MatrixXd F = Eigen::MatrixXd::Zero(n, std::min<Eigen::Index>(n, 2));
-    F(0, 0) = F(n - 1, F.cols() - 1) = 1;
-    return F;
-}
-
 Eigen::MatrixXd Skew(Chance& chance, Eigen::Index n, double size) {
     Eigen::MatrixXd S = Eigen::MatrixXd::Zero(n, n);
     for (Eigen::Index i = 0; i < n; ++i)

@@ -1,5 +1,7 @@
 #include "tests/support/models.h"
 
+#include <algorithm>
+
 namespace ZEMRA::Vibration::tests {
 
 Model SecondOrder(const std::string& name, const ::Eigen::MatrixXd& M,
@@ -14,6 +16,31 @@ Model SecondOrder(const std::string& name, const ::Eigen::MatrixXd& M,
     ::Eigen::MatrixXd D(C.rows(), F.cols());
     D << 0 * P * F, P * mobility * F;
     return {name, A, B, C, D};
+}
+
+::Eigen::MatrixXd Ends(::Eigen::Index n) {
+    ::Eigen::MatrixXd F = ::Eigen::MatrixXd::Zero(n, std::min<::Eigen::Index>(n, 2));
+    F(0, 0) = F(n - 1, F.cols() - 1) = 1;
+    return F;
+}
+
+Model EndToEnd(const std::string& name, const ::Eigen::MatrixXd& K,
+               const ::Eigen::MatrixXd& R) {
+    const ::Eigen::MatrixXd I = ::Eigen::MatrixXd::Identity(K.rows(), K.rows());
+    return SecondOrder(name, I, R, K, Ends(K.rows()), Ends(K.rows()).transpose());
+}
+
+Model Prescribe(Model model, ::Eigen::Index i, char type) {
+    const ::Eigen::Index n = model.A.rows() / 2, last = model.C.rows();
+    model.C.conservativeResizeLike(::Eigen::MatrixXd::Zero(last + 1, 2 * n));
+    model.D.conservativeResizeLike(::Eigen::MatrixXd::Zero(last + 1, model.D.cols()));
+    if (type == 'D') model.C(last, i) = 1;
+    if (type == 'V') model.C(last, n + i) = 1;
+    if (type == 'A') {
+        model.C.row(last) = model.A.row(n + i);
+        model.D.row(last) = model.B.row(n + i);
+    }
+    return model;
 }
 
 Model HalfCar() {

@@ -25,6 +25,17 @@ Model SecondOrder(const std::string& name, const ::Eigen::MatrixXd& M,
                   const ::Eigen::MatrixXd& R, const ::Eigen::MatrixXd& K,
                   const ::Eigen::MatrixXd& F, const ::Eigen::MatrixXd& P);
 
+/// A force at the first and one at the last of n coordinates, if there are two.
+::Eigen::MatrixXd Ends(::Eigen::Index n);
+
+/// The model of unit masses with the stiffness K and the damping R, its inputs and outputs at
+/// both ends.
+Model EndToEnd(const std::string& name, const ::Eigen::MatrixXd& K, const ::Eigen::MatrixXd& R);
+
+/// The model in second-order form with one more output: the motion of coordinate i that an
+/// actuator of type 'D', 'V' or 'A' prescribes.
+Model Prescribe(Model model, ::Eigen::Index i, char type);
+
 /// A unit mass on a spring k and a damper c.
 inline Model Oscillator(double k, double c) {
     const auto scalar = [](double x) { return ::Eigen::MatrixXd::Constant(1, 1, x); };
@@ -41,14 +52,9 @@ inline Model FreeMass() {
 /// wheels; outputs: the body's centre and its points above the axles. In SI units.
 Model HalfCar();
 
-/// A spring chain with the first and the last mass as inputs and outputs.
+/// n unit masses between walls.
 inline Model DampedChain(int n) {
-    const ::Eigen::MatrixXd A = ToEigen(SpringChain(n, 0.02)),
-                            I = ::Eigen::MatrixXd::Identity(n, n);
-    ::Eigen::MatrixXd ends(n, 2);
-    ends << I.leftCols(1), I.rightCols(1);
-    return SecondOrder("DampedChain", I, -A.bottomRightCorner(n, n), -A.bottomLeftCorner(n, n),
-                       ends, ends.transpose());
+    return EndToEnd("DampedChain", BetweenWalls(n), 0.02 * BetweenWalls(n));
 }
 
 /// Dense in everything, D included: n states, 3 inputs, 4 outputs. The eigenvalues of the

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/matrices.h"
+#include "tests/support/eigen_zoo.h"
 #include "tests/support/matrix_market.h"
 
 extern "C" void dggev_(const char* left, const char* right, const int* n, double* a,
@@ -31,22 +31,6 @@ inline ::Eigen::MatrixXd RandomSquare(::Eigen::Index n, unsigned seed) {
     return ToEigen(RandomMatrix<double>(static_cast<int>(n), static_cast<int>(n), seed));
 }
 
-/// Stiffness of a chain between two walls.
-inline ::Eigen::MatrixXd Stiffness(::Eigen::Index n) {
-    ::Eigen::MatrixXd K = ::Eigen::MatrixXd::Zero(n, n);
-    K.diagonal().setConstant(2);
-    K.diagonal(1).setConstant(-1);
-    K.diagonal(-1).setConstant(-1);
-    return K;
-}
-
-/// Ones above the diagonal: one chain of n vectors at 0, or with B at infinity.
-inline ::Eigen::MatrixXd Shift(::Eigen::Index n) {
-    ::Eigen::MatrixXd J = ::Eigen::MatrixXd::Zero(n, n);
-    J.diagonal(1).setOnes();
-    return J;
-}
-
 }  // namespace zoo
 
 /// Regular, defective and singular ones, from 1 × 1 to 62 × 62, and the collected pairs.
@@ -61,28 +45,28 @@ inline std::vector<Pencil> PencilZoo() {
         const ::Eigen::MatrixXd R = zoo::RandomSquare(n, 1), S = zoo::RandomSquare(n, 2);
         add("Random", R, S);
         add("Standard", R, I);
-        add("Mechanical", zoo::Stiffness(n), S * S.transpose() + 0.1 * I);
+        add("Mechanical", BetweenWalls(n), S * S.transpose() + 0.1 * I);
         if (n < 2) continue;
         ::Eigen::MatrixXd M = I;
         for (::Eigen::Index i = 0; i < n; i += 2) M(i, i) = 0;  // every other node without mass
-        add("Massless", zoo::Stiffness(n), M);
-        add("MasslessMixed", S * zoo::Stiffness(n), S * M);
+        add("Massless", BetweenWalls(n), M);
+        add("MasslessMixed", S * BetweenWalls(n), S * M);
         add("RankOne", R, S.col(0) * S.row(0));
         add("SingularA", M * S, R);
-        add("DefectiveAtZero", zoo::Shift(n), I);
-        add("DefectiveAtInfinity", I, zoo::Shift(n));
+        add("DefectiveAtZero", zoo::Jordan(0, n), I);
+        add("DefectiveAtInfinity", I, zoo::Jordan(0, n));
         add("Repeated", R * M, R);
         // Two constraints with their multipliers: pairs of defective infinite eigenvalues.
         if (n < 3) continue;
         ::Eigen::MatrixXd K = ::Eigen::MatrixXd::Zero(n + 2, n + 2),
                           E = ::Eigen::MatrixXd::Zero(n + 2, n + 2);
-        K.topLeftCorner(n, n) = zoo::Stiffness(n);
+        K.topLeftCorner(n, n) = BetweenWalls(n);
         K.bottomLeftCorner(2, n) = S.topRows(2);
         K.topRightCorner(n, 2) = S.topRows(2).transpose();
         E.topLeftCorner(n, n) = I;
         add("Constrained", K, E);
     }
-    if (const auto folder = MatrixFolder(); !folder.empty())
+    if (const auto folder = DataFolder("matrices"); !folder.empty())
         for (const auto& [a, b] : {std::pair{"bcsstk01", "bcsstm01"},
                                    {"lund_a", "lund_b"},
                                    {"bfwa62", "bfwb62"},

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstddef>
 #include <numbers>
+#include <numeric>
 #include <type_traits>
 #include <vector>
 
@@ -22,17 +24,54 @@ inline double Weight(int window, int j, int n) {
     return weights[window];
 }
 
-/// X_k = Σ_j x_j·e^(−2πi·jk/n): of real samples the lines up to n/2.
+/// The powers of e^(−2πi/n) in extended precision, as products out of two tables small enough
+/// to stay in the cache.
+class Roots {
+  public:
+    explicit Roots(std::size_t n) : fine_(std::min(n, kFine)), coarse_(n / kFine + 1) {
+        const long double step = -2 * std::acos(-1.0L) / static_cast<long double>(n);
+        for (std::size_t j = 0; j < fine_.size(); ++j)
+            fine_[j] = std::polar(1.0L, step * static_cast<long double>(j));
+        for (std::size_t j = 0; j < coarse_.size(); ++j)
+            coarse_[j] = std::polar(1.0L, step * static_cast<long double>(j * kFine));
+    }
+    Extended operator()(std::size_t j) const {
+        const Extended &a = coarse_[j / kFine], &b = fine_[j % kFine];
+        return {a.real() * b.real() - a.imag() * b.imag(),
+                a.real() * b.imag() + a.imag() * b.real()};
+    }
+
+  private:
+    static constexpr std::size_t kFine = 1024;
+    std::vector<Extended> fine_, coarse_;
+};
+
+/// X_k = Σ_j x_j·e^(−2πi·jk/n) at the lines k.
+template <typename T>
+std::vector<Extended> DefiningSum(const std::vector<T>& x,
+                                  const std::vector<std::size_t>& lines) {
+    const Roots root(x.size());
+    std::vector<Extended> result;
+    result.reserve(lines.size());
+    for (const std::size_t k : lines) {
+        long double re = 0, im = 0;
+        std::size_t turn = 0;  // j·k modulo n
+        for (const std::complex<double> v : x) {
+            const Extended w = root(turn);
+            re += v.real() * w.real() - v.imag() * w.imag();
+            im += v.real() * w.imag() + v.imag() * w.real();
+            turn += turn + k < x.size() ? k : k - x.size();
+        }
+        result.emplace_back(re, im);
+    }
+    return result;
+}
+/// All of them; of real samples those up to n/2.
 template <typename T>
 std::vector<Extended> DefiningSum(const std::vector<T>& x) {
-    const std::size_t n = x.size();
-    const long double step = -2 * std::acos(-1.0L) / static_cast<long double>(n);
-    std::vector<Extended> roots(n), result(std::is_same_v<T, double> ? n / 2 + 1 : n);
-    for (std::size_t j = 0; j < n; ++j)
-        roots[j] = std::polar(1.0L, step * static_cast<long double>(j));
-    for (std::size_t k = 0; k < result.size(); ++k)
-        for (std::size_t j = 0; j < n; ++j) result[k] += Extended(x[j]) * roots[j * k % n];
-    return result;
+    std::vector<std::size_t> lines(std::is_same_v<T, double> ? x.size() / 2 + 1 : x.size());
+    std::iota(lines.begin(), lines.end(), 0U);
+    return DefiningSum(x, lines);
 }
 
 /// Takes off the line through the centre of gravity with the slope of least squares.

@@ -3,15 +3,10 @@
 namespace ZEMRA::Vibration::tests {
 
 Model FreeChain(int n, double damping) {
-    Eigen::MatrixXd K = Eigen::MatrixXd::Zero(n, n), ends = Eigen::MatrixXd::Zero(n, 2);
-    for (int i = 0; i + 1 < n; ++i) {
-        K.diagonal().segment(i, 2).array() += 1;
-        K(i, i + 1) = K(i + 1, i) = -1;
-    }
-    ends(0, 0) = ends(n - 1, 1) = 1;
+    Eigen::VectorXd springs = Eigen::VectorXd::Ones(n);
+    springs(0) = 0;
     const std::string name = damping == 0 ? "FreeChain" : "DampedFreeChain";
-    return SecondOrder(name + std::to_string(n), Eigen::MatrixXd::Identity(n, n), damping * K,
-                       K, ends, ends.transpose());
+    return EndToEnd(name + std::to_string(n), Links(springs), damping * Links(springs));
 }
 
 Model Rotor() {

@@ -8,11 +8,12 @@
 #include "zemra/eigen/eigen_problem.h"
 #include "zemra/system/canon.h"
 #include "zemra/system/force_system_ms.h"
+#include "zemra/system/force_system_ss.h"
 
 namespace ZEMRA::Vibration::tests {
 
 /// n unit masses joined by n − 1 unit springs, held by nothing; the damping matrix is damping
-/// times the stiffness matrix. Inputs and outputs as of DampedChain. Its rigid body is a zero
+/// times the stiffness matrix. Inputs and outputs at both ends. Its rigid body is a zero
 /// eigenvalue with a chain of two.
 Model FreeChain(int n, double damping = 0.0);
 
@@ -32,20 +33,6 @@ Model CarOnPlatforms(double platformMass);
 /// velocities and accelerations of all coordinates.
 Model WithMotions(Model model);
 
-/// A chain of n unit masses on the springs k, the first to the ground, with the damping matrix
-/// a·I + b·K and the outputs of DampedChain.
-inline Model ChainOf(const std::string& name, const Eigen::VectorXd& k, double a, double b) {
-    const Eigen::Index n = k.size();
-    Eigen::MatrixXd K = k.asDiagonal(), ends = Eigen::MatrixXd::Zero(n, 2);
-    for (Eigen::Index i = 1; i < n; ++i) {
-        K(i - 1, i - 1) += k(i);
-        K(i - 1, i) = K(i, i - 1) = -k(i);
-    }
-    ends(0, 0) = ends(n - 1, 1) = 1;
-    const Eigen::MatrixXd I = Eigen::MatrixXd::Identity(n, n);
-    return SecondOrder(name, I, a * I + b * K, K, ends, ends.transpose());
-}
-
 /// Stiffness of 1e10 beside soft modes of 1 rad/s, in one piece, alternating, graded,
 /// decoupled.
 inline std::vector<Model> BadlyScaledModels() {
@@ -58,8 +45,11 @@ inline std::vector<Model> BadlyScaledModels() {
     const Eigen::VectorXd grade = Eigen::Map<const Eigen::VectorXd>(graded.data(), n);
     const Eigen::MatrixXd shape = ToEigen(RandomMatrix<double>(n, 2, 5)),
                           I = Eigen::MatrixXd::Identity(n, n);
-    return {ChainOf("StiffEnd", half, 1e-3, 1e-7), ChainOf("Comb", comb, 1e-3, 1e-9),
-            ChainOf("Graded", grade, 1e-3, 1e-7), ChainOf("SoftlyHeld", one, 1e-3, 1e-7),
+    const auto chain = [&](const std::string& name, const Eigen::VectorXd& k, double damping) {
+        return EndToEnd(name, Links(k), 1e-3 * I + damping * Links(k));
+    };
+    return {chain("StiffEnd", half, 1e-7), chain("Comb", comb, 1e-9),
+            chain("Graded", grade, 1e-7), chain("SoftlyHeld", one, 1e-7),
             SecondOrder("Modes", I, 0.02 * grade.cwiseSqrt().asDiagonal() * I,
                         grade.asDiagonal(), shape, shape.transpose())};
 }
@@ -70,6 +60,17 @@ inline std::vector<Model> ModalModels() {
     return {Oscillator(4, 0.1), DampedChain(20), FreeChain(3), FreeChain(5),
             HalfCar(),          Rotor(),         RandomDense()};
 }
+
+/// Actuators for so many inputs that nobody drives.
+inline Matrix1D<const Actuator*> Idle(Eigen::Index inputs) {
+    static const Actuator idle('F', nullptr, 0, nullptr, false, 0, nullptr);
+    return {static_cast<int>(inputs), &idle};
+}
+
+inline ForceSystemSS StateSpace(const Model& m, const Matrix1D<const Actuator*>& actuators) {
+    return {0, ToCore(m.A), ToCore(m.B), ToCore(m.C), ToCore(m.D), actuators};
+}
+inline ForceSystemSS StateSpace(const Model& m) { return StateSpace(m, Idle(m.B.cols())); }
 
 /// A model in modal form with what it was made from; nobody drives its inputs.
 struct Modal {
@@ -88,10 +89,6 @@ struct Modal {
         EigenProblem eigen(ToCore(model.A));
         eigen.Solve(/*noVectors=*/false);
         return eigen;
-    }
-    static Matrix1D<const Actuator*> Idle(Eigen::Index inputs) {
-        static const Actuator idle('F', nullptr, 0, nullptr, false, 0, nullptr);
-        return {static_cast<int>(inputs), &idle};
     }
 };
 

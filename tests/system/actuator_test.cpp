@@ -2,11 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <climits>
 #include <limits>
 #include <numbers>
-
-#include "tests/support/error_text.h"
 
 namespace ZEMRA::Vibration::tests {
 namespace {
@@ -29,17 +26,6 @@ void Echo(unsigned long long size, void* data, double w, double* re, double* im)
 Actuator Single(ActuatorFunc func, unsigned long long size, const void* data,
                 bool psd = false) {
     return Actuator('F', func, size, data, psd, 0, nullptr);
-}
-
-TEST(Actuator, AcceptsTheFourTypeLettersAndNoOther) {
-    for (int c = 1; c <= UCHAR_MAX; ++c) {
-        const std::string letter(1, static_cast<char>(c));
-        const bool known = c == 'F' || c == 'D' || c == 'V' || c == 'A';
-        EXPECT_EQ(
-            ErrorText([&] { Actuator(letter[0], Echo, 0, nullptr, false, 0, nullptr); }),
-            known ? ""
-                  : "Vibration Actuator unknown type: " + letter + " must be [F, D, V, A].\n");
-    }
 }
 
 TEST(Actuator, OwnsItsDataAndItsCrossActuatorsAtEveryDepth) {

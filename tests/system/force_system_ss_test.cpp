@@ -7,9 +7,9 @@
 #include <numeric>
 
 #include "tests/support/caches.h"
-#include "tests/support/captured_messages.h"
+#include "tests/support/counting_model.h"
 #include "tests/support/error_text.h"
-#include "tests/support/excitation.h"
+#include "tests/support/kinematics.h"
 #include "tests/support/reference.h"
 #include "zemra/system/compliance.h"
 
@@ -29,33 +29,12 @@ Actuator Channel(Excitation& source, int channel, bool psd,
                     static_cast<int>(cross.size()), cross.data());
 }
 
-class CountingModel : public ForceSystemSS {
-  public:
-    CountingModel(const Model& m, const std::vector<const Vibration::Actuator*>& inputs)
-        : ForceSystemSS(0, ToCore(m.A), ToCore(m.B), ToCore(m.C), ToCore(m.D),
-                        {static_cast<int>(inputs.size()), inputs.data()}) {}
-    using System::FrequencyResponse;
-    int solves = 0;
-
-  private:
-    void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override {
-        ++solves;
-        ForceSystemSS::FrequencyResponse(w, H, statesOnly);
-    }
-};
-
-// A model of at most three inputs, driven by these amplitudes.
 struct Driven {
     Model model;
     Excitation excitation{Amplitude};
-    Actuator first = Channel(excitation, 0, false), second = Channel(excitation, 1, false),
-             third = Channel(excitation, 2, false);
-    CountingModel system{model, [this] {
-                             std::vector<const Actuator*> inputs{&first, &second, &third};
-                             inputs.resize(static_cast<std::size_t>(model.B.cols()));
-                             return inputs;
-                         }()};
-    int Solves() const { return system.solves; }
+    Actuators actuators{excitation, Inputs(static_cast<std::size_t>(model.B.cols()), {0, 'F'})};
+    CountingModel system{StateSpace(model, actuators)};
+    int Solves() const { return system.Solves(); }
 };
 
 class Models : public testing::TestWithParam<Model> {};
@@ -156,7 +135,7 @@ TEST(ForceSystemSS, AcceptsOnlySizesThatFit) {
     using Sizes = std::vector<int>;  // rows and columns of A, B, C, D
     const auto build = [](const Sizes& s) {
         const Eigen::MatrixXd A(s[0], s[1]), B(s[2], s[3]), C(s[4], s[5]), D(s[6], s[7]);
-        return ErrorText([&] { CountingModel({"", A, B, C, D}, {}); });
+        return ErrorText([&] { StateSpace({"", A, B, C, D}, {}); });
     };
     EXPECT_EQ(build({3, 3, 3, 2, 4, 3, 4, 2}), "");
     for (const Sizes& misfit : {Sizes{3, 5, 3, 2, 4, 5, 4, 2}, Sizes{3, 3, 6, 2, 4, 3, 4, 2},
@@ -197,9 +176,9 @@ TEST(Psd, FindsEveryFrequencyOfTheLastSweepInAnyOrder) {
         do {
             for (const double w : order)
                 for (const double asked : {w, w - 0.5}) {
-                    const int before = swept.system.solves;
+                    const int before = swept.Solves();
                     EXPECT_EQ(swept.system.PSD(0, asked, 1), fresh.system.PSD(0, asked, 1));
-                    ASSERT_EQ(swept.system.solves - before, asked == w ? 0 : 1) << asked;
+                    ASSERT_EQ(swept.Solves() - before, asked == w ? 0 : 1) << asked;
                 }
         } while (std::next_permutation(order.begin(), order.end()));
     }
@@ -226,7 +205,7 @@ TEST(Psd, CombinesDirectAndCrossDensities) {
             inputs.push_back(&owned.back());
             S(j, j) += source.value(j, 2);
         }
-        CountingModel system(RandomDense(), inputs);
+        ForceSystemSS system = StateSpace(RandomDense(), {3, inputs.data()});
         const Eigen::MatrixXcd expected = reference.H * S.topRows(3) * reference.H.adjoint();
         // H errs on either side, and two products of 3 terms are rounded.
         const Eigen::MatrixXd rest = S.topRows(3).cwiseAbs();
@@ -282,7 +261,7 @@ TEST(Participation, IsZeroBeyondTheStatesAndAlongNoResponseAndEmptyAlongTwoIndic
         const auto at = [&](int bit) { return mask & bit ? -1 : 0; };
         EXPECT_EQ(unasked.system.MPF(at(1), at(2), at(4), at(8), Vector({1}), true).Size(0), 0);
     }
-    EXPECT_EQ(unasked.excitation.calls + unasked.system.solves, 0);
+    EXPECT_EQ(unasked.excitation.calls + unasked.Solves(), 0);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 
 #include "tests/support/caches.h"
+#include "tests/support/counting_model.h"
 #include "tests/support/error_text.h"
 #include "tests/support/kinematics.h"
-#include "zemra/system/force_system_ss.h"
 
 namespace ZEMRA::Vibration::tests {
 namespace {
@@ -119,9 +119,7 @@ INSTANTIATE_TEST_SUITE_P(All, Motions,
 TEST_P(Motions, AreTheConstrainedSolutionAndShareItOutAmongTheModes) {
     const Frequencies w = Away();
     for (const Inputs& inputs : AllInputs()) {
-        Excitation excitation{Amplitude};
-        const Actuators actuators(excitation, inputs);
-        const auto system = Build(Constrainable(model, inputs), actuators, form);
+        const auto system = Build(model, inputs, form);
         for (int k = 0; k < w.Size(0); ++k) {
             const Definition at(*system, inputs, w(k));
             const MatrixXcd expected = ConstrainedSolution(model, inputs, w(k));
@@ -147,9 +145,7 @@ TEST_P(Motions, AreTheConstrainedSolutionAndShareItOutAmongTheModes) {
 TEST_P(Motions, ProjectTheirModesOnTheResponseWithTheEquivalentForces) {
     const Frequencies w = Away();
     const Inputs inputs = AllInputs().back();
-    Excitation excitation{Amplitude};
-    const Actuators actuators(excitation, inputs);
-    const auto system = Build(Constrainable(model, inputs), actuators, form);
+    const auto system = Build(model, inputs, form);
     const int last = system->Outputs() - 1;  // an acceleration, with a feed-through
     const std::size_t extents[] = {inputs.size(), static_cast<std::size_t>(last + 1), 3};
     for (int running = 0; running < 4; ++running) {
@@ -186,10 +182,7 @@ TEST_P(Motions, ComeOfOneSweepAsOfTwo) {
     for (int k = 0; k < 24; ++k) frequencies.push_back(1.5 * top * (k + 0.7) / 24);
     const Frequencies w = Vector(frequencies);
     for (const Inputs& inputs : AllInputs()) {
-        Excitation excitation{Amplitude};
-        const Actuators actuators(excitation, inputs);
-        const Model full = Constrainable(model, inputs);
-        const auto first = Build(full, actuators, form), second = Build(full, actuators, form);
+        const auto first = Build(model, inputs, form), second = Build(model, inputs, form);
         const auto &H = first->TransferFunction(w), &X = second->MCT(w, false);
         for (int k = 0; k < w.Size(0); ++k) {
             const Definition at(*first, inputs, w(k));
@@ -206,18 +199,15 @@ TEST_P(Motions, ComeOfOneSweepAsOfTwo) {
 // r = w/√(k/m), whatever the platform weighs, for the ratio of displacements, velocities and
 // accelerations alike. At 0 the free body follows its platform.
 TEST(KinematicSystem, HasTheTransmissibilityOfAMassOnAPlatform) {
-    const Frequencies frequencies = Vector({0, 2, 15, 20, 90});
+    const Frequencies frequencies = Vector({0, 2, 20, 90});
     for (const Form form : {Form::StateSpace, Form::Modal})
         for (const double platformMass : {5.0, 50.0})
             for (const char type : {'D', 'V', 'A'}) {
-                Excitation excitation{Amplitude};
-                const Inputs inputs{{0, type}};
-                const auto system = Build(Constrainable(MassOnPlatform(platformMass), inputs),
-                                          Actuators(excitation, inputs), form);
-                const int output = inputs[0].Order() * 2 + 1;
+                const Input input{0, type};
+                const auto system = Build(MassOnPlatform(platformMass), {input}, form);
+                const int output = input.Order() * 2 + 1;
                 const auto& T = system->TransferFunction(frequencies);
-                EXPECT_LE(std::abs(T(2, output, 0) - Complex(2.249009, -0.214116)), 1e-6);
-                for (int k = type == 'D' ? 0 : 1; k < 5; ++k) {
+                for (int k = type == 'D' ? 0 : 1; k < 4; ++k) {
                     const double r = frequencies(k) / 20;
                     const Complex damping(0, 2 * 0.05 * r);
                     const Complex expected = (1.0 + damping) / (1 - r * r + damping);
@@ -230,11 +220,8 @@ TEST(KinematicSystem, HasTheTransmissibilityOfAMassOnAPlatform) {
 // A selection keeps fewer states than the eigen problem has; the chain of the rigid body is
 // then read from the modal matrix itself.
 TEST(KinematicSystem, OfSelectedModesFollowsItsOwnMatrices) {
-    Excitation excitation{Amplitude};
     const Inputs inputs{{0, 'D'}, {4, 'F'}, {4, 'V'}};
-    const Actuators actuators(excitation, inputs);
-    const auto system =
-        Build(Constrainable(FreeChain(5), inputs), actuators, Form::Modal, {0, 1, 2, 4});
+    const auto system = Build(FreeChain(5), inputs, Form::Modal, {0, 1, 2, 4});
     ASSERT_EQ(system->ABCDMatrix('A').Size(0), 6);
     ASSERT_EQ(system->ABCDMatrix('A')(0, 1), 1.0);
     const Definition at(*system, inputs, 0.3);
@@ -314,10 +301,7 @@ TEST(KinematicSystem, SaysSoWhereNoForceGivesTheMotion) {
 
 // Two ends of a free spring: the rigid body outgrows its stretch by 1/w².
 TEST(KinematicSystem, WarnsWhereMotionsNearlyDetermineEachOther) {
-    Excitation excitation{Amplitude};
-    const Inputs inputs{{0, 'D'}, {2, 'A'}};
-    const auto system =
-        Build(Constrainable(FreeChain(3), inputs), Actuators(excitation, inputs));
+    const auto system = Build(FreeChain(3), Inputs{{0, 'D'}, {2, 'A'}});
     CapturedMessages messages;
     system->TransferFunction(Vector({1e-5, 0.7}));
     system->PSD(1e-5, 1);
@@ -387,12 +371,9 @@ TEST(KinematicModel, TakesTheLastOutputsAsMotionsAndTheirColumnsAsForces) {
 }
 
 TEST(KinematicSystem, IsCopiedWithItsModels) {
-    const Inputs inputs{{0, 'A'}, {3, 'F'}};
     const Frequencies w = Vector({7, 9});
-    Excitation excitation{Amplitude};
-    const Actuators actuators(excitation, inputs);
     for (const Form form : {Form::StateSpace, Form::Modal}) {
-        auto source = Build(Constrainable(HalfCar(), inputs), actuators, form);
+        auto source = Build(HalfCar(), Inputs{{0, 'A'}, {3, 'F'}}, form);
         source->TransferFunction(Vector({1, 2}));
         const std::unique_ptr<System> copy = source->Copy();
         const Answer expected = Slots(source->TransferFunction(w));
@@ -412,48 +393,31 @@ TEST(KinematicSystem, IsCopiedWithItsModels) {
 
 // An oscillator under a force and a motion, on two counting models. The constraint model may
 // be another one: that of a damped oscillator answers where the undamped one prints a message.
-class CountingModel : public ForceSystemSS {
-  public:
-    CountingModel(const Model& m, const Matrix2D<double>& B, const Matrix2D<double>& C,
-                  const Matrix2D<double>& D, int& solves)
-        : ForceSystemSS(0, ToCore(m.A), B, C, D, {}), solves_(solves) {}
-
-  private:
-    int& solves_;
-    void FrequencyResponse(double w, Matrix2D<Complex>& H, bool statesOnly) override {
-        ++solves_;
-        ForceSystemSS::FrequencyResponse(w, H, statesOnly);
-    }
-};
-class CountingSystem : public KinematicSystem {
-  public:
+struct CountingSystem : KinematicSystem {
     CountingSystem(const Model& full, const Model& constraint, const Actuators& actuators,
-                   int& solves)
-        : CountingSystem(full, constraint, actuators, solves,
-                         {ToCore(full.B), ToCore(full.C), ToCore(full.D), actuators}) {}
+                   const KinematicModel& m, const std::shared_ptr<int>& solves)
+        : KinematicSystem(
+              0, actuators,
+              std::make_unique<CountingModel>(
+                  ForceSystemSS(0, ToCore(full.A), ToCore(full.B), m.C(), m.D(), {}), solves),
+              std::make_unique<CountingModel>(
+                  ForceSystemSS(0, ToCore(constraint.A), m.Bhat(), m.Chat(), m.Dhat(), {}),
+                  solves)) {}
     std::unique_ptr<System> Copy() const override {
         return std::make_unique<CountingSystem>(*this);
     }
-
-  private:
-    CountingSystem(const Model& full, const Model& constraint, const Actuators& actuators,
-                   int& solves, const KinematicModel& m)
-        : KinematicSystem(
-              0, actuators,
-              std::make_unique<CountingModel>(full, ToCore(full.B), m.C(), m.D(), solves),
-              std::make_unique<CountingModel>(constraint, m.Bhat(), m.Chat(), m.Dhat(),
-                                              solves)) {}
 };
+const Inputs kInputs{{0, 'F'}, {0, 'D'}};
 struct DrivenMotion {
-    Model model, constraint;
-    Inputs inputs{{0, 'F'}, {0, 'D'}};
+    Model full, constraint;
     Excitation excitation{Amplitude};
-    Actuators actuators{excitation, inputs};
-    int solves = 0;
-    CountingSystem system{Constrainable(model, inputs), constraint, actuators, solves};
-    DrivenMotion(Model whole, Model constraining)
-        : model(std::move(whole)), constraint(std::move(constraining)) {}
-    int Solves() const { return solves; }
+    Actuators actuators{excitation, kInputs};
+    KinematicModel split{ToCore(full.B), ToCore(full.C), ToCore(full.D), actuators};
+    std::shared_ptr<int> solves = std::make_shared<int>(0);
+    CountingSystem system{full, constraint, actuators, split, solves};
+    DrivenMotion(const Model& model, const Model& constraining)
+        : full(Constrainable(model, kInputs)), constraint(constraining) {}
+    int Solves() const { return *solves; }
 };
 
 TEST(Caches, OfKinematicModelsHoldNothingAtFirstAndThenSpareAllTheyCan) {

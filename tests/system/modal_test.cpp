@@ -154,7 +154,7 @@ ForceSystemMS Chained(const Eigen::MatrixXd& block, int copies) {
             RandomMatrix<double>(n, 2, 3),
             RandomMatrix<double>(3, n, 4),
             Matrix2D<double>(3, 2, 0.5),
-            Modal::Idle(2),
+            Idle(2),
             eigen};
 }
 
@@ -175,8 +175,8 @@ void ExpectTheSameSweptTogether(ForceSystemMS&& written, std::vector<double> tel
     for (const KernelSet kernels : {KernelSet::kBaseline, KernelSet::kAvx2}) {
         if (!IsAvailable(kernels)) continue;
         ForceSystemMS other(0, written.AMatrix(), written.ABCDMatrix('B'),
-                            written.ABCDMatrix('C'), written.ABCDMatrix('D'),
-                            Modal::Idle(D.cols()), written.Eigen());
+                            written.ABCDMatrix('C'), written.ABCDMatrix('D'), Idle(D.cols()),
+                            written.Eigen());
         other.TakeRoad(SweepRoad::kFast, kernels);
         const auto &Y = other.MCT(w, false), &G = other.TransferFunction(w);
         int different = 0;

@@ -3,7 +3,6 @@
 #include "tests/support/captured_messages.h"
 #include "tests/support/dumped_models.h"
 #include "tests/support/modal_reference.h"
-#include "zemra/system/force_system_ss.h"
 
 namespace ZEMRA::Vibration::tests {
 namespace {
@@ -19,8 +18,7 @@ TEST(ModelData, AnswersTheDefinitionOfTheTransferFunction) {
     if (models.empty()) GTEST_SKIP() << kNoModels;
     for (const Model& model : models) {
         SCOPED_TRACE(model.name);
-        ForceSystemSS system(0, ToCore(model.A), ToCore(model.B), ToCore(model.C),
-                             ToCore(model.D), Modal::Idle(model.B.cols()));
+        ForceSystemSS system = StateSpace(model);
         for (const double w : {5.0, 700.0}) {
             const Reference reference(model, w);
             const auto& H = system.TransferFunction(Matrix1D<double>(1, w));

@@ -5,7 +5,6 @@
 #include "tests/support/model_zoo.h"
 #include "tests/support/reference.h"
 #include "zemra/system/compliance.h"
-#include "zemra/system/force_system_ss.h"
 
 namespace ZEMRA::Vibration::tests {
 namespace {
@@ -32,14 +31,6 @@ class Physics : public testing::TestWithParam<Mechanism> {
     }
     static MatrixXcd Response(const Model& of, double w) {
         return ToEigen(StateSpace(of).TransferFunction(Vector({w})).Slot(0));
-    }
-    static ForceSystemSS StateSpace(const Model& of) {
-        return {0,
-                ToCore(of.A),
-                ToCore(of.B),
-                ToCore(of.C),
-                ToCore(of.D),
-                Modal::Idle(of.B.cols())};
     }
     // The receptance between the inputs, and what elimination may be off by; that allows for
     // the rounding of M⁻¹·K as well.
@@ -183,8 +174,7 @@ TEST_P(Physics, GivesSpectralDensitiesOfRealPower) {
         for (int i = 0; i < m; ++i) slots.push_back(i == j ? nullptr : make(3 * i + j, {}));
         actuators.push_back(make(3 * j + 2, slots));
     }
-    ForceSystemSS system(0, ToCore(model.A), ToCore(model.B), ToCore(model.C), ToCore(model.D),
-                         {static_cast<int>(m), actuators.data()});
+    ForceSystemSS system = StateSpace(model, {static_cast<int>(m), actuators.data()});
     for (const double w : Elements(Away())) {
         const MatrixXcd P = ToEigen(system.PSD(w, 1));
         const MatrixXcd H = Response(model, w);

@@ -3,12 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <limits>
-#include <sstream>
 
+#include "tests/support/data_folder.h"
 #include "tests/support/elements.h"
 #include "tests/support/error_text.h"
 #include "tests/support/matrices.h"
@@ -92,7 +89,6 @@ TEST(FDData, ErrorIsThatOfTheDefinition) {
 }
 
 // ---- Starting values
-// --------------------------------------------------------------------------
 
 // Re(H) = 7 + 2w² and Im(H)/w = 3 + w are polynomials, which the fits reproduce: K0 = 7, the
 // low-frequency damping is 3, and the slope of Im(H) = 3w + w² at the end is 3 + 2w.
@@ -187,7 +183,6 @@ TEST(FDStart, CandidatesGoFromTheSimpleToTheWhole) {
 }
 
 // ---- Steps
-// ------------------------------------------------------------------------------------
 
 // The minimum lies at K0 = −3, C0 = 2. The step from (1, 1) is (−4, 1): K0 may go half way to
 // 0, which shortens the step to an eighth. A small parameter is set to 0 and lets the other go
@@ -260,7 +255,6 @@ TEST(FDPolish, EndsAtAMinimum) {
 }
 
 // ---- Identification
-// ---------------------------------------------------------------------------
 
 class Identification : public testing::TestWithParam<std::string> {};
 
@@ -359,25 +353,14 @@ TEST(FDIdentification, AnswersDegenerateData) {
 
 // The least errors that another search, from 80 random starts, found on measured polymers.
 TEST(FDIdentification, FitsMeasuredElements) {
-    const char* const models = std::getenv("ZEMRA_MODEL_DATA");
-    if (!models || !*models) GTEST_SKIP() << "ZEMRA_MODEL_DATA names no folder of model dumps";
-    const auto folder = std::filesystem::path(models) / ".." / "elements";
-    if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no elements beside " << models;
+    const auto folder = DataFolder("elements");
+    if (folder.empty()) GTEST_SKIP() << "no elements beside ZEMRA_MODEL_DATA";
     const std::vector<std::pair<std::string, double>> files{
         {"polymer_dma_m27C", 0.0637508},     {"polymer_dma_p25C", 0.32463},
         {"polymer_dma_p25C_newton", 324630}, {"polymer_dma_p55C", 0.814216},
         {"polymer_dma_p92C", 0.0295789},     {"rubber_pi1131k_m30C", 0.145929}};
     for (const auto& [name, least] : files) {
-        std::ifstream file(folder / (name + ".csv"));
-        Table<double> rows;
-        for (std::string line; std::getline(file, line);) {
-            if (line.find_first_of("0123456789") != 0) continue;
-            std::replace(line.begin(), line.end(), ',', ' ');
-            std::istringstream numbers(line);
-            rows.push_back({std::istream_iterator<double>(numbers), {}});
-        }
-        ASSERT_FALSE(rows.empty()) << name;
-        const FDData data(FromRows<double>(rows));
+        const FDData data(FromRows(ReadNumbers(folder / (name + ".csv"))));
         EXPECT_LT(data.SquaredError(IdentifyFDElement(data)), 1.0001 * least) << name;
     }
 }

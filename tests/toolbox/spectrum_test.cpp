@@ -3,12 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 
+#include "tests/support/data_folder.h"
 #include "tests/support/error_text.h"
 #include "tests/support/spectra.h"
 #include "zemra/toolbox/window.h"
@@ -33,7 +30,6 @@ void ExpectColumn(const M& actual, int column, const std::vector<Expected>& expe
 }
 
 // ---- Signals
-// -----------------------------------------------------------------------------------
 
 // Noise about a slope and an offset, which differ from column to column.
 template <typename T>
@@ -190,94 +186,21 @@ TEST(Windows, WeighTheirPoints) {
     EXPECT_EQ(cWindowWelch(5).Window(2), 1.0);
 }
 
-// ---- The one-sided density
-// ---------------------------------------------------------------------
-
-// Σ G_k·Δf with G_k = 2·dt·P_k/mean(window²), halved at line 0 and, for an even length, the
-// last.
-double PowerOf(const Matrix2D<double>& data, int window, int segments, int overlap) {
-    const double dt = 0.004;
-    const int n = cFFT::psdNumPoints(data.Size(0), segments, overlap);
-    cFFT transform;
-    const auto& P = dynamic_cast<const Matrix2D<double>&>(
-        transform.psd(data, static_cast<Window>(window), segments, overlap));
-    double squares = 0, power = 0;
-    for (int j = 0; j < n; ++j) squares += std::pow(Weight(window, j, n), 2) / n;
-    for (int k = 0; k < P.Size(0); ++k) {
-        const bool single = k == 0 || 2 * k == n;
-        const double density = (single ? 1 : 2) * dt * P(k, 0) / squares;
-        power += density * ZmAPI_ToolBox::Frequency(1, n, dt, true);
-    }
-    return power;
-}
-
-double MeanSquare(const Matrix2D<double>& data) {
-    double sum = 0;
-    for (int i = 0; i < data.Size(0); ++i) sum += data(i, 0) * data(i, 0);
-    return sum / data.Size(0);
-}
-
-TEST(OneSidedDensity, OfOneUnwindowedSegmentHoldsTheMeanSquare) {
-    for (const int rows : {2, 3, 64, 101, 360}) {
-        const auto data = Signals<double>(rows, 1);
-        EXPECT_NEAR(PowerOf(data, 0, 1, 0) / MeanSquare(data), 1, 1e-13);
-    }
-}
-
-// Noise of variance 1 and a sine of amplitude 3. A mean square estimated from N samples of
-// noise has the variance 2/N; the products of the noise with the sine add 4·4.5/N. Windows that
-// do not overlap leave out about half of the samples.
-TEST(OneSidedDensity, OfAveragedWindowedSegmentsHoldsThePower) {
-    const int rows = 1 << 14;
-    std::mt19937 random(5);
-    std::normal_distribution<double> normal;
-    Matrix2D<double> data(rows, 1);
-    for (int i = 0; i < rows; ++i) data(i, 0) = normal(random) + 3 * std::sin(0.7 * i);
-    const double deviation = std::sqrt((2 + 4 * 4.5) / (0.5 * rows));
-    for (int window = 0; window <= 4; ++window)
-        for (const int segments : {31, 32, 64})
-            for (const int overlap : {0, rows / segments / 2})
-                EXPECT_NEAR(PowerOf(data, window, segments, overlap), 1 + 4.5, 3 * deviation)
-                    << "window " << window << ", " << segments << " segments";
-}
-
 // ---- Measured signals
-// --------------------------------------------------------------------------
-
-// The columns after the time; empty without the folder.
-Matrix2D<double> Measured(const std::string& name) {
-    const char* const models = std::getenv("ZEMRA_MODEL_DATA");
-    if (!models || !*models) return {};
-    std::ifstream in(std::filesystem::path(models) / "../signals" / name);
-    std::vector<std::vector<double>> rows;
-    for (std::string line; std::getline(in, line);) {
-        if (line.empty() || !std::isdigit(static_cast<unsigned char>(line[0]))) continue;
-        std::stringstream cells(line);
-        rows.emplace_back();
-        for (std::string cell; std::getline(cells, cell, ',');)
-            rows.back().push_back(std::stod(cell));
-    }
-    if (rows.empty()) return {};
-    const int columns = static_cast<int>(rows[0].size()) - 1;
-    Matrix2D<double> result(static_cast<int>(rows.size()), columns);
-    for (int i = 0; i < result.Size(0); ++i)
-        for (int j = 0; j < columns; ++j)
-            result(i, j) = rows[static_cast<std::size_t>(i)][static_cast<std::size_t>(j) + 1];
-    return result;
-}
 
 struct Record {
     std::string name;
-    int rows, column, line;
-    double magnitude;  // of the strongest line, by another program
+    int rows, column, line;  // column 0 is the time
+    double magnitude;        // of the strongest line, by another program
 };
 
 class MeasuredSignals : public testing::TestWithParam<Record> {};
 
 TEST_P(MeasuredSignals, HaveTheirSpectra) {
     const auto& [name, rows, column, line, magnitude] = GetParam();
-    const Matrix2D<double> data = Measured(name + ".csv");
-    if (data.Size(0) == 0) GTEST_SKIP() << "no signals beside ZEMRA_MODEL_DATA";
+    const auto folder = DataFolder("signals");
+    if (folder.empty()) GTEST_SKIP() << "no signals beside ZEMRA_MODEL_DATA";
+    const Matrix2D<double> data = FromRows(ReadNumbers(folder / (name + ".csv")));
     ASSERT_EQ(data.Size(0), rows);
     cFFT transform;
     const auto& X = dynamic_cast<const Matrix2D<Complex>&>(
@@ -295,9 +218,9 @@ TEST_P(MeasuredSignals, HaveTheirSpectra) {
 
 INSTANTIATE_TEST_SUITE_P(
     Signals, MeasuredSignals,
-    testing::Values(Record{"elcentro_1940_ns", 1560, 0, 47, 1.066967e+01},
-                    Record{"beam_shaker_case1_time", 4096, 0, 1, 5.280842e+00},
-                    Record{"beam_shaker_case1_time", 4096, 1, 679, 2.628339e+03}),
+    testing::Values(Record{"elcentro_1940_ns", 1560, 1, 47, 1.066967e+01},
+                    Record{"beam_shaker_case1_time", 4096, 1, 1, 5.280842e+00},
+                    Record{"beam_shaker_case1_time", 4096, 2, 679, 2.628339e+03}),
     [](const auto& record) { return record.param.name + std::to_string(record.param.column); });
 
 }  // namespace

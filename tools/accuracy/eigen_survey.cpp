@@ -59,7 +59,7 @@ std::vector<Case> Cases(Extent extent) {
     if (extent == Extent::kShort) return cases;
     for (const tests::Model& model : tests::DumpedModels())
         if (model.A.rows() <= 250) cases.push_back({"collected model", model.name, model.A});
-    if (const auto folder = tests::MatrixFolder(); !folder.empty())
+    if (const auto folder = tests::DataFolder("matrices"); !folder.empty())
         for (const char* const name :
              {"bfwa62", "bwm200", "ck104", "fs_183_6", "gre_216b", "impcol_c", "lop163",
               "lund_a", "olm100", "rdb200", "rotor1", "west0132", "wingbeam_k"})

@@ -15,7 +15,6 @@
 #include "tools/accuracy/exact.h"
 #include "tools/accuracy/surveys.h"
 #include "zemra/system/compliance.h"
-#include "zemra/system/force_system_ss.h"
 
 namespace ZEMRA::Vibration::accuracy {
 namespace {
@@ -26,6 +25,7 @@ using ::Eigen::MatrixXd;
 using ::Eigen::VectorXcd;
 using tests::Frequencies;
 using tests::Model;
+using tests::StateSpace;
 using tests::ToCore;
 using tests::ToEigen;
 
@@ -150,11 +150,6 @@ void Enter(Table& table, const std::string& family, const std::string& name,
         table.Warned(family, name, judge.Verdict().error);
     else if (!judge.IsEmpty())
         table.Add(family, name, judge.Verdict(floor));
-}
-
-ForceSystemSS StateSpace(const Model& m) {
-    return {0,           ToCore(m.A), ToCore(m.B),
-            ToCore(m.C), ToCore(m.D), tests::Modal::Idle(m.B.cols())};
 }
 
 // ---- Modal form
@@ -478,8 +473,7 @@ void SurveyDensities(Table& table, const std::vector<Case>& cases) {
         const tests::Actuators actuators(
             excitation, tests::Inputs(static_cast<std::size_t>(m), {0, 'F'}), true, slots);
         Enter(table, one.family, one.model.name, [&](Judge& judge) {
-            ForceSystemSS system(0, ToCore(one.model.A), ToCore(one.model.B),
-                                 ToCore(one.model.C), ToCore(one.model.D), actuators);
+            ForceSystemSS system = StateSpace(one.model, actuators);
             for (int k = 0; k < one.w.Size(0); ++k) {
                 const auto& at = one.at[static_cast<std::size_t>(k)];
                 // One frequency at a time goes by the inverse.
@@ -521,8 +515,7 @@ void SurveyParticipation(Table& table, const std::vector<Case>& cases) {
         Enter(
             table, one.family, one.model.name,
             [&](Judge& judge) {
-                ForceSystemSS system(0, ToCore(one.model.A), ToCore(one.model.B),
-                                     ToCore(one.model.C), ToCore(one.model.D), driven(one));
+                ForceSystemSS system = StateSpace(one.model, driven(one));
                 ForceSystemSS inverse = system;
                 inverse.TakeRoad(SweepRoad::kWritten);
                 for (const bool withActuators : {false, true}) {
@@ -565,8 +558,7 @@ void SurveyParticipation(Table& table, const std::vector<Case>& cases) {
         Enter(
             table, one.family, one.model.name,
             [&](Judge& judge) {
-                ForceSystemSS system(0, ToCore(one.model.A), ToCore(one.model.B),
-                                     ToCore(one.model.C), ToCore(one.model.D), driven(one));
+                ForceSystemSS system = StateSpace(one.model, driven(one));
                 participation(
                     one, system,
                     [&](int k) -> MatrixXd {
