@@ -18,6 +18,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/data_folder.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -413,7 +415,7 @@ struct Refusal {
 TEST_F(Tool, BadInputGivesOneLineAndNoFile) {
     WriteOscillator(10.0, 0.1);
     const std::string dump = Read(File("model.txt"));
-    Write("cut.txt", dump.substr(0, dump.size() / 2));
+    Write("cut.txt", dump.substr(0, dump.find("\n  COLUMNORDER") + 1));
     Write("word.txt", dump.substr(0, 70) + "x" + dump.substr(70));
     WriteDump("misfit.txt", MatrixXd::Zero(2, 2), MatrixXd::Zero(3, 1), MatrixXd::Zero(1, 2),
               MatrixXd::Zero(1, 1));
@@ -422,6 +424,8 @@ TEST_F(Tool, BadInputGivesOneLineAndNoFile) {
     WriteDump("two.txt", MatrixXd::Constant(1, 1, -1.0), MatrixXd::Zero(1, 2),
               MatrixXd::Zero(1, 1), MatrixXd::Ones(1, 2));
     Write("cut.json", "{\"version\": 1,\n\"dump\": ");
+    Write("later.json", R"({"version": 2, "dump": "model.txt"})");
+    Write("undumped.json", R"({"version": 1})");
     Write("cross.json", R"({"version": 1, "dump": "two.txt", "inputs": [
         {"density": {"white": 1}, "cross": [{"with": 1, "white": [2, 0]}]},
         {"density": {"white": 1}}]})");
@@ -434,13 +438,16 @@ TEST_F(Tool, BadInputGivesOneLineAndNoFile) {
         {"", "zemra: A subcommand is required.*"},
         {"tf absent.txt", ".*absent.txt: cannot be opened\n"},
         {"tf .", ".*cannot be read\n"},
-        {"tf cut.txt", ".*cut.txt:[0-9]+: the file ends before.*"},
+        {"tf cut.txt", ".*cut.txt:5: the file ends before.*"},
         {"tf word.txt", ".*word.txt:[0-9]+: expected .*"},
         {"eig misfit.txt", ".*misfit.txt: B is 3 x 1, but must be 2 x 1\n"},
         {"eig nan.txt", ".*A holds no finite number in row 0, column 0\n"},
         {"tf cut.json", ".*cut.json:2: not valid JSON here\n"},
+        {"tf later.json", ".*later.json: version: this program reads version 1\n"},
+        {"tf undumped.json", ".*undumped.json: \"dump\" is missing\n"},
         {"psd cross.json --hz 1", ".*larger than their densities allow at 1 Hz\n"},
         {tf, ".*model.json: unknown key \"color\"\n", R"("color": 1)"},
+        {tf, ".*the key \"dump\" is given twice in one object\n", R"("dump": "two.txt")"},
         {tf, ".*inputs.0.: unknown key \"ampl\"\n", R"("inputs": [{"ampl": 1}])"},
         {tf, ".*inputs: must hold 1 entries, as B has columns, not 2\n",
          R"("inputs": [{}, {}])"},
@@ -455,6 +462,7 @@ TEST_F(Tool, BadInputGivesOneLineAndNoFile) {
          R"("frequencies": {"from": 1, "to": 2, "points": 0})"},
         {tf, ".*modes: mode numbers must ascend from 0\n", R"("modes": [1, 0])"},
         {tf, ".*mode 7 is selected, but the last is 0\n", R"("modes": [7])"},
+        {tf + " --hz 1 --rad 1", ".*--hz excludes --rad.*\n"},
         {tf + " --hz 1:2:0", ".*--hz: there must be at least one frequency\n"},
         {tf + " --hz 0:2:3", ".*logarithmic frequencies must be above 0.*\n"},
         {tf + " --hz ''", "zemra: .*\n"},
@@ -592,12 +600,9 @@ class ModelData : public Tool {
   protected:
     void SetUp() override {
         Tool::SetUp();
-        const char* const folder = std::getenv("ZEMRA_MODEL_DATA");
-        if (!folder || !*folder)
-            GTEST_SKIP() << "ZEMRA_MODEL_DATA names no folder of model dumps";
-        folder_ = folder;
+        if (folder_.empty()) GTEST_SKIP() << "ZEMRA_MODEL_DATA names no folder of model dumps";
     }
-    std::string folder_;
+    const std::string folder_ = ZEMRA::Vibration::tests::ModelFolder();
 };
 
 TEST_F(ModelData, PublishedMagnitudesAreReproduced) {
