@@ -264,7 +264,7 @@ void RefineVectors(const Matrix2D<double>& A, const Matrix1D<int>& D, Matrix1D<C
         return D(i) == i && !close[static_cast<std::size_t>(i)];
     };
 
-    const auto& [scaled, product, by] = work;
+    const FlatMatrix<double>&scaled = work[0], &product = work[1], &by = work[2];
     for (int i = 0; i < n; ++i) std::copy_n(V.Column(i), n, scaled.Column(i));
     for (int i = 0; i < n; ++i) {
         if (E(i).imag() > 0.0)
