@@ -68,9 +68,8 @@ const Matrix2D<double>& ForceSystem::MatrixBesideA(char which) const {
 }
 
 Matrix2D<Complex> ForceSystem::SolveAt(double w) {
-    Matrix2D<Complex> H(C_.Size(0), B_.Size(1));
-    FrequencyResponse(w, H, false);
-    return H;
+    const Matrix3D<Complex> H = Sweep(Matrix1D<double>(1, w), C_.Size(0), false);
+    return H.Slot(0);
 }
 
 }  // namespace ZEMRA::Vibration

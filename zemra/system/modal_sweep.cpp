@@ -216,7 +216,7 @@ struct Response {
                 h.data(), size.data());
             for (std::size_t l = 0; l < some; ++l) {
                 const double re = h[l], im = h[lanes + l];
-                solved[begin + l] = size[l] <= kMost && (re + im) * 0.0 == 0.0;
+                solved[begin + l] = size[l] <= kMost && (re + im) * 0.0 == 0.0 ? 1 : 0;
                 result(static_cast<int>(begin + l), 0, 0) = {re + d, im};
             }
         }

@@ -11,7 +11,8 @@ namespace {
 
 // Outside this range squares overflow or vanish.
 constexpr double kLargest = 1e100;
-// A reduction costs as much as some ten dense solutions.
+// A reduction costs as much as some ten dense solutions, of one call or of several. To put it
+// to use at a few frequencies costs again what it does at so many, over n, for each input.
 constexpr int kWorthReducing = 16;
 // Less work than this, in units of n³, is done by the inverse in no time.
 constexpr double kWorthPreparing = 4096.0;
@@ -118,11 +119,21 @@ std::vector<double> Solve(const Problem& problem, bool reduced, const SweepKerne
     const auto chunkSize = static_cast<std::size_t>(lanes);
     std::vector<double> frequencies(chunkSize), chunkDistances(chunkSize),
         distances(list.size());
-    const SweepChunk chunk{n,          m,
-                           p,          a.data(),
-                           b.data(),   frequencies.data(),
-                           h.Data(),   chunkDistances.data(),
-                           work.Data()};
+    std::vector<int> indices(reduced ? 0 : Index(n + m));
+    const int stride = (n + 31) / 32 * 32;
+    std::vector<unsigned char> nonzero(reduced ? 0 : Index(n) * Index(stride));
+    const SweepChunk chunk{n,
+                           m,
+                           p,
+                           a.data(),
+                           b.data(),
+                           frequencies.data(),
+                           h.Data(),
+                           chunkDistances.data(),
+                           work.Data(),
+                           indices.data(),
+                           nonzero.data(),
+                           stride};
     for (std::size_t begin = 0; begin < list.size(); begin += chunkSize) {
         const std::size_t count = std::min(list.size() - begin, chunkSize);
         for (std::size_t l = 0; l < chunkSize; ++l)
@@ -490,7 +501,11 @@ std::vector<char> StateSpaceSweep::Run(const Matrices& model, const Matrix1D<dou
     list.reserve(Index(nf));
     for (int k = 0; k < nf; ++k)
         if (IsInRange(w(k))) list.push_back(k);
-    if (road_ == SweepRoad::kReduced || (road_ == SweepRoad::kFast && nf >= kWorthReducing)) {
+    asked_ = std::min(asked_ + std::min(nf, kWorthReducing), kWorthReducing);
+    const bool reduces =
+        nf >= kWorthReducing ||
+        (asked_ == kWorthReducing && 1.0 * nf * n >= 1.0 * kWorthReducing * B.Size(1));
+    if (road_ == SweepRoad::kReduced || (road_ == SweepRoad::kFast && reduces)) {
         // Hᵀ = Bᵀ·(j·w·I − Aᵀ)⁻¹·Cᵀ has fewer right-hand sides when there are fewer outputs.
         const bool transposed = C && C->Size(0) < B.Size(1);
         list = ReducedAnswers(model, Reduced(model, transposed), transposed, *kernels_, w, list,
@@ -498,6 +513,8 @@ std::vector<char> StateSpaceSweep::Run(const Matrices& model, const Matrix1D<dou
                    .Judge(sure);
     }
     if (road_ == SweepRoad::kReduced || list.empty()) return sure;
+    // The inverse is faster for one: lanes without a frequency cost as much as the others.
+    if (road_ == SweepRoad::kFast && nf == 1) return sure;
 
     const Problem problem{
         n, B.Size(1), C ? C->Size(0) : 0, C ? C->Size(0) : n, Stack(A, C), RowMajor(B),

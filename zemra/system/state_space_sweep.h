@@ -71,6 +71,7 @@ class StateSpaceSweep {
   private:
     SweepRoad road_;
     const SweepKernels* kernels_;
+    int asked_ = 0;  // frequencies so far, but no more than count
     std::shared_ptr<const ReducedStateMatrix> reduced_;
     std::shared_ptr<const ReducedStateMatrix> transposed_;  // of Aᵀ, for the first row of C
 

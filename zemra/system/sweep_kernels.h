@@ -18,6 +18,10 @@ struct SweepChunk {
     double* h;         // p × m results, row-major
     double* distance;  // one per lane: how far from singular, see the kernel
     double* work;      // as many numbers as the kernel asks for
+    // For solveDense alone:
+    int* indices;            // n + m
+    unsigned char* nonzero;  // n·stride
+    int stride;              // n rounded up to a multiple of 32
 };
 
 /// The modes of a block-diagonal A, a or a ± jb where b ≠ 0, and one frequency per lane.

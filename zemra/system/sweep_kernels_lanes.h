@@ -383,7 +383,8 @@ class ReducedSolver {
 // Elimination on [j·w·I − A, B] with the pivots and the roundings of FullPivot. Where A is made
 // of simple numbers, as in a chain of equal masses, elimination rounds little and keeps its
 // symmetries; a fused multiply-add would not, and was found ten times less accurate there. Each
-// lane has pivots of its own, exchanged element by element; that is O(n²) in all.
+// lane has pivots of its own, exchanged element by element where they differ; that is O(n²) in
+// all. Elements that are known to be zero in all lanes are passed over.
 class DenseSolver {
     static constexpr Long N = kNumbers<1>;
     static constexpr double kAbsoluteWeight = 1e3;
@@ -413,12 +414,18 @@ class DenseSolver {
     double* unknowns_;  // which one each column belongs to, per lane
 
     double* At(Long i, Long j) const { return s_.work + N * (i * width_ + j); }
+    // One flag for each element of row i: 0 where all lanes hold zero. Behind the elimination's
+    // front alone; to its left stands what is no longer needed.
+    unsigned char* Nonzero(Long i) const { return s_.nonzero + i * s_.stride; }
 
     void Fill() const {
         const Long ld = s_.n + s_.p;
         const Lanes w = Load(s_.w);
         for (Long i = 0; i < s_.n; ++i) {
-            for (Long j = 0; j < s_.n; ++j) SpreadAll<1>(s_.a[j * ld + i]).Put(At(i, j));
+            for (Long j = 0; j < s_.n; ++j) {
+                SpreadAll<1>(s_.a[j * ld + i]).Put(At(i, j));
+                Nonzero(i)[j] = s_.a[j * ld + i] != 0.0 || i == j;
+            }
             Store(At(i, i) + kLanes, w);
             Store(unknowns_ + i * kLanes, Spread(static_cast<double>(i)));
             for (Long j = 0; j < s_.m; ++j)
@@ -431,8 +438,10 @@ class DenseSolver {
         const double* const column = s_.a + k * (s_.n + s_.p);
         const Lanes w = Load(s_.w);
         double largest = 0.0;
-        for (Long i = 0; i < s_.n; ++i)
-            if (i != k) largest = __builtin_fmax(largest, __builtin_fabs(column[i]));
+        for (Long i = 0; i < s_.n; ++i) {
+            const double size = i == k ? 0.0 : __builtin_fabs(column[i]);
+            largest = size > largest ? size : largest;
+        }
         const Lanes diagonal = SquareRoot(column[k] * column[k] + w * w);
         return diagonal >= Spread(largest) ? diagonal : Spread(largest);
     }
@@ -452,34 +461,68 @@ class DenseSolver {
 
     void TakePivot(Long k, Lanes* smallest) const {
         Candidate best{Spread(-1.0), Spread(static_cast<double>(k)), Spread(0.0)};
-        for (Long i = k; i < s_.n; ++i) best.Try(Z<1>::At(At(i, k)), i, 0.0);
-        for (Long j = k + 1; j < s_.n; ++j) best.Try(Z<1>::At(At(k, j)), j, 1.0);
+        best.Try(Z<1>::At(At(k, k)), k, 0.0);
+        for (Long i = k + 1; i < s_.n; ++i)
+            if (Nonzero(i)[k]) best.Try(Z<1>::At(At(i, k)), i, 0.0);
+        for (Long j = k + 1; j < s_.n; ++j)
+            if (Nonzero(k)[j]) best.Try(Z<1>::At(At(k, j)), j, 1.0);
 
         const Lanes scaled = best.length * kAbsoluteWeight;
         const Lanes relative = best.length / LargestOf(k);
         const Lanes pivot = relative < scaled ? relative : scaled;
         *smallest = pivot < *smallest ? pivot : *smallest;
-        for (int l = 0; l < kLanes; ++l) {
+        bool agreed = true;
+        for (int l = 1; l < kLanes; ++l)
+            agreed &= best.index[l] == best.index[0] && best.inRow[l] == best.inRow[0];
+        for (int l = 0; l < (agreed ? 1 : kLanes); ++l) {
             const Long other = static_cast<Long>(best.index[l]);
             if (other == k) continue;
-            if (best.inRow[l] == 0.0) {
-                for (Long j = k; j < width_; ++j) Exchange(At(k, j) + l, At(other, j) + l);
-                continue;
-            }
-            for (Long i = 0; i < s_.n; ++i) Exchange(At(i, k) + l, At(i, other) + l);
-            Swap(unknowns_ + k * kLanes + l, unknowns_ + other * kLanes + l);
+            if (best.inRow[l] == 0.0)
+                ExchangeRows(k, other, agreed, l);
+            else
+                ExchangeColumns(k, other, agreed, l);
         }
     }
 
+    // In all lanes or in one; then the flags of the others stay true, too.
+    void ExchangeRows(Long k, Long other, bool all, int lane) const {
+        unsigned char *const flags = Nonzero(k), *const others = Nonzero(other);
+        for (Long j = k; j < width_; ++j) {
+            if (j < s_.n && !MergeFlags(flags + j, others + j, all)) continue;
+            ExchangeElements(At(k, j), At(other, j), all, lane);
+        }
+    }
+    void ExchangeColumns(Long k, Long other, bool all, int lane) const {
+        for (Long i = 0; i < s_.n; ++i) {
+            if (!MergeFlags(Nonzero(i) + k, Nonzero(i) + other, all)) continue;
+            ExchangeElements(At(i, k), At(i, other), all, lane);
+        }
+        for (int l = all ? 0 : lane; l < (all ? kLanes : lane + 1); ++l)
+            Swap(unknowns_ + k * kLanes + l, unknowns_ + other * kLanes + l);
+    }
+
+    // The flags of two elements that are exchanged in all lanes or in one. False when both
+    // are zero.
+    static bool MergeFlags(unsigned char* x, unsigned char* y, bool all) {
+        const unsigned char both = *x | *y, old = *x;
+        *x = all ? *y : both;
+        *y = all ? old : both;
+        return both != 0;
+    }
+    static void ExchangeElements(double* x, double* y, bool all, int lane) {
+        if (!all) {
+            Swap(x + lane, y + lane);
+            Swap(x + kLanes + lane, y + kLanes + lane);
+            return;
+        }
+        const Z<1> old = Z<1>::At(x);
+        Z<1>::At(y).Put(x);
+        old.Put(y);
+    }
     static void Swap(double* x, double* y) {
         const double t = *x;
         *x = *y;
         *y = t;
-    }
-    // One lane of two complex numbers.
-    static void Exchange(double* x, double* y) {
-        Swap(x, y);
-        Swap(x + kLanes, y + kLanes);
     }
 
     static bool IsZero(const Z<1>& z) {
@@ -500,24 +543,50 @@ class DenseSolver {
         const Z<1> pivot = Z<1>::At(At(k, k));
         const Lanes square = pivot.re[0] * pivot.re[0] + pivot.im[0] * pivot.im[0];
         const Lanes re = pivot.re[0] / square, im = -pivot.im[0] / square;
+        const unsigned char* const flags = Nonzero(k);
+        const Long n = s_.n;
+        Long count = 0;
         for (Long j = k + 1; j < width_; ++j) {
+            if (j < n && !flags[j]) continue;
+            s_.indices[count++] = static_cast<int>(j);
             const Z<1> z = Z<1>::At(At(k, j));
             Store(At(k, j), re * z.re[0] - im * z.im[0]);
             Store(At(k, j) + kLanes, re * z.im[0] + im * z.re[0]);
         }
-        for (Long i = k + 1; i < s_.n; ++i) {
+        for (Long i = k + 1; i < n; ++i) {
+            if (!Nonzero(i)[k]) continue;
             const Z<1> factor = Z<1>::At(At(i, k));
             if (IsZero(factor)) continue;
-            const double* from = At(k, k + 1);
-            double* to = At(i, k + 1);
-            for (Long j = k + 1; j < width_; ++j, from += N, to += N)
-                Subtract(factor, from, to);
+            if (count == width_ - (k + 1)) {
+                SubtractRow(factor, count, At(k, k + 1), At(i, k + 1));
+            } else {
+                SubtractSparseRow(factor, count, s_.indices, At(k, 0), At(i, 0));
+            }
+            JoinFlags(flags, Nonzero(i));
+        }
+    }
+
+    static void SubtractRow(const Z<1>& f, Long count, const double* x, double* z) {
+        for (Long j = 0; j < count; ++j) Subtract(f, x + N * j, z + N * j);
+    }
+    static void SubtractSparseRow(const Z<1>& f, Long count, const int* indices,
+                                  const double* x, double* z) {
+        for (Long t = 0; t < count; ++t) Subtract(f, x + N * indices[t], z + N * indices[t]);
+    }
+    void JoinFlags(const unsigned char* from, unsigned char* to) const {
+        for (Long j = 0; j < s_.stride; j += sizeof(Mask)) {
+            Mask x, y;
+            __builtin_memcpy(&x, from + j, sizeof x);
+            __builtin_memcpy(&y, to + j, sizeof y);
+            y |= x;
+            __builtin_memcpy(to + j, &y, sizeof y);
         }
     }
 
     void BackSubstitute() const {
         for (Long k = s_.n - 1; k > 0; --k)
             for (Long i = 0; i < k; ++i) {
+                if (!Nonzero(i)[k]) continue;
                 const Z<1> factor = Z<1>::At(At(i, k));
                 if (IsZero(factor)) continue;
                 for (Long j = s_.n; j < width_; ++j) Subtract(factor, At(k, j), At(i, j));
