@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <climits>
+
 #include "tests/support/captured_messages.h"
 #include "zemra/zmapi.h"
 
@@ -43,10 +45,10 @@ TEST(InterfaceToolBox, TransformsTheColumns) {
 
 TEST(InterfaceToolBox, ReportsWhatItCannotTransform) {
     CapturedMessages messages;
-    const double x[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    const ZmAPI_Matrix data(4, 2, x);
+    const double x[16] = {};
+    const ZmAPI_Complex z[16];
+    const ZmAPI_Matrix data(8, 2, x);
     const auto none = ZmAPI_ToolBox::WINDOW_NONE;
-    const auto unknown = static_cast<ZmAPI_ToolBox::eWindow>(5);
     const auto expect = [&](const ZmAPI_Matrix& answer, const std::string& text) {
         EXPECT_TRUE(answer.Real() && answer.Size(0) == 1 && answer.Size(1) == 1) << text;
         EXPECT_EQ(answer.Value(0, 0), 0);
@@ -54,13 +56,21 @@ TEST(InterfaceToolBox, ReportsWhatItCannotTransform) {
     };
     const std::string few = "FFT: number of data points must be > 1.";
     const std::string kind = "FFT: Input matrix must be 1D or 2D real or complex.";
-    expect(ZmAPI_ToolBox::FFT(data, 1, true, none), few);
+    for (const int points : {1, 0, -1, INT_MIN})
+        expect(ZmAPI_ToolBox::FFT(data, points, true, none), few);
+    for (const int segments : {0, -1, INT_MIN, 8, INT_MAX})
+        expect(ZmAPI_ToolBox::PSD(data, none, segments, 0), few);
+    for (const int overlap : {-14, -17, INT_MIN})
+        expect(ZmAPI_ToolBox::PSD(data, none, 1, overlap), few);
     expect(ZmAPI_ToolBox::FFT({1, 8, x}, 8, false, none), few);
-    expect(ZmAPI_ToolBox::PSD(data, none, 0, 4), few);
+    expect(ZmAPI_ToolBox::FFT({0, 0, z}, INT_MAX, false, none), few);
     expect(ZmAPI_ToolBox::FFT({8, x}, 8, false, none), kind);
     expect(ZmAPI_ToolBox::PSD({2, 2, 2, x}, none, 1, 0), kind);
-    expect(ZmAPI_ToolBox::FFT(data, 4, false, unknown), "FFT: Window type not known.");
-    expect(ZmAPI_ToolBox::PSD(data, unknown, 1, 0), "FFT: Window type not known.");
+    for (const int type : {5, -1, INT_MAX}) {
+        const auto unknown = static_cast<ZmAPI_ToolBox::eWindow>(type);
+        expect(ZmAPI_ToolBox::FFT(data, 4, false, unknown), "FFT: Window type not known.");
+        expect(ZmAPI_ToolBox::PSD(data, unknown, 1, 0), "FFT: Window type not known.");
+    }
     ZmAPI_Matrix moved(data);
     const ZmAPI_Matrix taken(std::move(moved));
     // NOLINTNEXTLINE(bugprone-use-after-move): such a handle must be refused

@@ -6,16 +6,12 @@
 #include <random>
 
 #include "tests/support/data_folder.h"
-#include "tests/support/error_text.h"
 #include "tests/support/spectra.h"
-#include "zemra/toolbox/window.h"
 
 namespace ZEMRA::Vibration::tests {
 namespace {
 
 using Window = ZmAPI_ToolBox::eWindow;
-
-const double kPi = std::acos(-1.0);
 
 template <typename M, typename Expected>
 void ExpectColumn(const M& actual, int column, const std::vector<Expected>& expected) {
@@ -121,39 +117,6 @@ TEST(Spectrum, OfItsOwnResult) {
     for (int k = 0; k < 5; ++k) EXPECT_EQ(level(k, 0), 0.0);
 }
 
-TEST(Spectrum, RefusesWhatItCannotTransform) {
-    cFFT transform;
-    const std::string kind = "FFT: Input matrix must be 1D or 2D real or complex.\n";
-    const std::string few = "FFT: number of data points must be > 1.\n";
-    const std::string type = "FFT: Window type not known.\n";
-    const auto fft = [&](const Matrix& m, int nfft, bool detrend, int window) {
-        return ErrorText([&] { transform.fft(m, nfft, detrend, static_cast<Window>(window)); });
-    };
-    const auto psd = [&](const Matrix& m, int window, int segments, int overlap) {
-        return ErrorText(
-            [&] { transform.psd(m, static_cast<Window>(window), segments, overlap); });
-    };
-    const Matrix2D<double> data(8, 2, 1.0);
-    const int huge = std::numeric_limits<int>::max();
-    const Matrix1D<double> vector(8);
-    const Matrix2D<float> single(8, 2);
-    for (const Matrix* const other :
-         {static_cast<const Matrix*>(&vector), static_cast<const Matrix*>(&single)}) {
-        EXPECT_EQ(fft(*other, 8, false, 0), kind);
-        EXPECT_EQ(psd(*other, 0, 1, 0), kind);
-    }
-    for (const int nfft : {1, 0, -1, -huge - 1}) EXPECT_EQ(fft(data, nfft, true, 0), few);
-    EXPECT_EQ(fft(Matrix2D<double>(1, 1), 8, false, 0), few);
-    EXPECT_EQ(fft(Matrix2D<Complex>(), huge, false, 0), few);
-    for (const int segments : {0, -1, -huge - 1, 8, huge})
-        EXPECT_EQ(psd(data, 0, segments, 0), few) << segments;
-    for (const int overlap : {-14, -17, -huge - 1}) EXPECT_EQ(psd(data, 0, 1, overlap), few);
-    for (const int window : {5, -1, huge}) {
-        EXPECT_EQ(fft(data, 8, true, window), type);
-        EXPECT_EQ(psd(data, window, 1, 0), type);
-    }
-}
-
 TEST(Spectrum, CountsTheSegmentLengthWithoutOverflow) {
     const int most = std::numeric_limits<int>::max(), least = std::numeric_limits<int>::min();
     EXPECT_EQ(cFFT::psdNumPoints(1000, 4, 0), 250);
@@ -176,14 +139,6 @@ TEST(Spectrum, PassesOverSegmentsWithoutData) {
     EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 0.5);
     // (1, 1), then the first sample alone, then the last two: at line 0 4/2 + 1/2 + 4/2.
     EXPECT_NEAR(P(0, 0) * most, 4.5, 1e-15 * 4.5);
-}
-
-TEST(Windows, WeighTheirPoints) {
-    EXPECT_NEAR(cWindowHamming(5).Window(0), 0.08, 1e-16);
-    EXPECT_EQ(cWindowHamming(5).Window(2), 1.0);
-    EXPECT_EQ(cWindowHanning(5).Window(0), 0.0);
-    EXPECT_NEAR(cWindowParzen(5).Window(0), 1.0 / 3, 1e-16);
-    EXPECT_EQ(cWindowWelch(5).Window(2), 1.0);
 }
 
 // ---- Measured signals
