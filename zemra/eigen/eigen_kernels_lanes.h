@@ -638,7 +638,7 @@ void SumPairs(const PairRows& p) {
     }
     for (int i = 0; i < kRows; ++i)
         for (int v = 0; v < kVectors; ++v)
-            Store(p.sums + i * kPairsWidth + v * kLanes, -sum[i][v]);
+            Store(p.sums + Long{i} * kPairsWidth + v * kLanes, -sum[i][v]);
 }
 
 unsigned SolvePairs(const PairRows& p) {
