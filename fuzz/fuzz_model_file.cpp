@@ -36,7 +36,9 @@ constexpr char kDump[] =
 class Folder {
   public:
     Folder() {
-        std::string path = std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp";
+        std::string path = std::filesystem::exists("/dev/shm")
+                               ? "/dev/shm"
+                               : std::filesystem::temp_directory_path().string();
         path += "/zemra_fuzz_XXXXXX";
         if (!mkdtemp(path.data())) Broken("there is a folder for files");
         path_ = path + "/";
