@@ -252,13 +252,6 @@ class CommandLine {
     }
 };
 
-std::string OneLine(const std::string& text) {
-    std::string line = text.substr(0, text.find_last_not_of('\n') + 1);
-    for (char& c : line)
-        if (c == '\n') c = ' ';
-    return line;
-}
-
 void CheckFinite(const char* option, const std::optional<double>& value, bool zeroToo) {
     if (value && !(std::isfinite(*value) && (*value > 0.0 || (zeroToo && *value == 0.0))))
         throw BadInput(std::string(option) + ": must be a positive number" +

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace Tool {
 
@@ -12,10 +13,19 @@ enum ExitCode : int {
     kInterrupted = 130  ///< by Ctrl-C, with the results so far: 128 + SIGINT, as shells have it
 };
 
-/// What the user gave is wrong. The text is one line that says what and where.
+/// The text on one line: ends of lines at its end go, other control characters become spaces.
+inline std::string OneLine(std::string text) {
+    text.erase(text.find_last_not_of('\n') + 1);
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < ' ') c = ' ';
+    return text;
+}
+
+/// What the user gave is wrong. The text says what and where, on one line whatever it quotes of
+/// a file.
 class BadInput : public std::runtime_error {
   public:
-    using std::runtime_error::runtime_error;
+    explicit BadInput(const std::string& text) : std::runtime_error(OneLine(text)) {}
 };
 
 /// The library reported an error that leaves nothing to show; its message is printed already.
