@@ -260,7 +260,7 @@ class Chase {
     }
 
     void ColumnsOfZ(Long begin, Long end) const {
-        VectorsOfPair(s_.z, waiting_, begin, end, waitingPair_);
+        if (begin < end) VectorsOfPair(s_.z, waiting_, begin, end, waitingPair_);
     }
 
     // Rows begin … end − 1 of columns k … k + 3, as many as go in vectors; returns the next
