@@ -19,12 +19,6 @@
 namespace ZEMRA::Vibration::accuracy {
 namespace {
 
-using ::Eigen::Index;
-using ::Eigen::MatrixXd;
-using ::Eigen::VectorXcd;
-
-constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
-
 struct Case {
     std::string family, name;
     MatrixXd A;

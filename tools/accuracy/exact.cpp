@@ -1,21 +1,14 @@
 #include "tools/accuracy/exact.h"
 
-#include <limits>
-
 #include "tests/support/reference.h"
+#include "tools/accuracy/table.h"
 
 namespace ZEMRA::Vibration::accuracy {
 namespace {
 
-using ::Eigen::Index;
-using ::Eigen::MatrixXcd;
-using ::Eigen::MatrixXd;
-using ::Eigen::VectorXcd;
 using Scalar = std::complex<long double>;
 using Real = ::Eigen::Matrix<long double, ::Eigen::Dynamic, ::Eigen::Dynamic>;
 using Dense = ::Eigen::Matrix<Scalar, ::Eigen::Dynamic, ::Eigen::Dynamic>;
-
-constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 
 // Pᵀ·|L|·|U|·Qᵀ of P·A·Q = L·U, each pivot the larger of the best in its column and the best in
 // its row. Candidates are often equal but for rounding, and the sizes of the factors then

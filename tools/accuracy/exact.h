@@ -11,10 +11,15 @@
 
 namespace ZEMRA::Vibration::accuracy {
 
+using ::Eigen::Index;
+using ::Eigen::MatrixXcd;
+using ::Eigen::MatrixXd;
+using ::Eigen::VectorXcd;
+
 /// What should come out, and by how much each element may be off.
 struct Expected {
-    ::Eigen::MatrixXcd value;
-    ::Eigen::MatrixXd bound;
+    MatrixXcd value;
+    MatrixXd bound;
 };
 
 /// The transfer function and the state response per unit input at w, with the errors that
@@ -22,32 +27,31 @@ struct Expected {
 /// inverse, whose pivots are sought in a row and a column.
 struct ExactResponse {
     Expected H, X;
-    ::Eigen::MatrixXd byInverse;
+    MatrixXd byInverse;
 };
 ExactResponse ResponseAt(const tests::Model& model, double w);
 
 /// tests::ConstrainedSolution.
-::Eigen::MatrixXcd MotionsAt(const tests::Model& model, const tests::Inputs& inputs, double w);
+MatrixXcd MotionsAt(const tests::Model& model, const tests::Inputs& inputs, double w);
 
 /// Of a balanced matrix, by QR.
-::Eigen::VectorXcd ExactEigenvalues(const ::Eigen::MatrixXd& A);
+VectorXcd ExactEigenvalues(const MatrixXd& A);
 
 /// The residual A·v − λ·v − v′.
-::Eigen::VectorXcd ResidualOf(const ::Eigen::MatrixXd& A, const std::complex<double>& lambda,
-                              const ::Eigen::VectorXcd& v, const ::Eigen::VectorXcd& previous);
+VectorXcd ResidualOf(const MatrixXd& A, const std::complex<double>& lambda, const VectorXcd& v,
+                     const VectorXcd& previous);
 
 /// A·V − V·J and V⁻¹·B with the errors that it may have by the inverse of V.
 struct ExactBasis {
-    ::Eigen::MatrixXd residual, B, boundB;
-    ExactBasis(const tests::Model& model, const ::Eigen::MatrixXd& V,
-               const ::Eigen::MatrixXd& J);
+    MatrixXd residual, B, boundB;
+    ExactBasis(const tests::Model& model, const MatrixXd& V, const MatrixXd& J);
 };
 
 /// The modal sum: H − D = Σ_j C·v_j·(V⁻¹·B)_j/(jw − λ_j).
 struct ExactModes {
-    ::Eigen::VectorXcd lambda;
-    ::Eigen::MatrixXcd right, left;  // C·V and V⁻¹·B
-    double condition;                // ‖V‖·‖V⁻¹‖, the vectors having unit length
+    VectorXcd lambda;
+    MatrixXcd right, left;  // C·V and V⁻¹·B
+    double condition;       // ‖V‖·‖V⁻¹‖, the vectors having unit length
 
     explicit ExactModes(const tests::Model& model);
 };

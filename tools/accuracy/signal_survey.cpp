@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <random>
 
 #ifdef ZEMRA_FFTW
@@ -18,8 +17,6 @@ namespace ZEMRA::Vibration::accuracy {
 namespace {
 
 using tests::Extended;
-
-constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 
 std::vector<std::pair<std::string, std::vector<int>>> Lengths(Extent extent) {
     const bool whole = extent == Extent::kWhole;
@@ -164,76 +161,83 @@ std::string NameOf(const std::string& free) {
     return name;
 }
 
+// Enters what judge finds of some elements of each family, measured with a relative noise.
+template <typename Judge>
+void EnterElements(Table& table, unsigned sets, unsigned firstSeed, double noise,
+                   const Judge& judge) {
+    for (const std::string& family : tests::ElementFamilies())
+        for (unsigned seed = firstSeed; seed < firstSeed + sets; ++seed)
+            table.Add(NameOf(family), "seed " + std::to_string(seed),
+                      judge(tests::RandomElement(family, seed, noise)));
+}
+
+FDParameters Identified(const tests::MeasuredElement& element) {
+    return IdentifyFDElement(
+        FDData(Matrix2D<double>(element.Points(), 4, element.rows.data())));
+}
+
 void SurveyElements(Table& table, Extent extent) {
+    const unsigned sets = extent == Extent::kWhole ? 40 : 4;
     table.Begin("Stiffness of frequency-dependent elements",
                 "its magnitude, from the definition in extended precision",
                 "4·ε by the terms of the form that it is evaluated in, "
                 "K + iwC + R·(K2 + iwC2)/(Ks + iwCs), which cancel where a soft damper meets a "
                 "stiff spring");
-    const unsigned sets = extent == Extent::kWhole ? 40 : 4;
-    for (const std::string& family : tests::ElementFamilies())
-        for (unsigned k = 0; k < sets; ++k) {
-            const tests::MeasuredElement element = tests::RandomElement(family, 1000 + k, 0);
-            const auto& p = element.p;
-            std::vector<double> w;
-            for (int j = 0; j < element.Points(); ++j)
-                w.push_back(6.283185307179586 * element.Hertz(j));
-            const ZmAPI_Matrix H =
-                ZmAPI_ToolBox::FDEvaluate(p[0], p[1], p[2], p[3], p[4], p[5],
-                                          ZmAPI_Matrix(element.Points(), w.data()), false);
-            Worst worst;
-            for (std::size_t j = 0; j < w.size(); ++j) {
-                const auto branch = [&](std::size_t i) {
-                    return Extended(p[i], static_cast<long double>(w[j]) * p[i + 1]);
-                };
-                const Extended sum = branch(2) + branch(4);
-                const Extended pair =
-                    sum == Extended(0) ? Extended(0) : branch(2) * branch(4) / sum;
-                const Extended expected = branch(0) + pair;
-                const long double size = std::abs(expected);
-                const double off = static_cast<double>(
-                    std::abs(Extended(H.ValueC(static_cast<int>(j)).GetComplex()) - expected) /
-                    size);
-                // The terms of K + iwC + R·(K2 + iwC2)/(Ks + iwCs), which it is evaluated as.
-                const double Ks = p[2] + p[4], Cs = p[3] + p[5];
-                double terms = static_cast<double>(std::abs(branch(0)) + std::abs(pair));
-                if (Cs > 0.0)
-                    terms += p[3] * std::hypot(p[4], w[j] * p[5]) / Cs +
-                             (p[2] + Ks * p[3] / Cs) *
-                                 static_cast<double>(std::abs(branch(4) / sum));
-                worst.Take(off, 4 * kEpsilon * terms / static_cast<double>(size));
-            }
-            table.Add(NameOf(family), "seed " + std::to_string(1000 + k), worst);
+    EnterElements(table, sets, 1000, 0.0, [](const tests::MeasuredElement& element) {
+        const auto& p = element.p;
+        std::vector<double> w;
+        for (int j = 0; j < element.Points(); ++j)
+            w.push_back(6.283185307179586 * element.Hertz(j));
+        const ZmAPI_Matrix H =
+            ZmAPI_ToolBox::FDEvaluate(p[0], p[1], p[2], p[3], p[4], p[5],
+                                      ZmAPI_Matrix(element.Points(), w.data()), false);
+        Worst worst;
+        for (std::size_t j = 0; j < w.size(); ++j) {
+            const auto branch = [&](std::size_t i) {
+                return Extended(p[i], static_cast<long double>(w[j]) * p[i + 1]);
+            };
+            const Extended sum = branch(2) + branch(4);
+            const Extended pair =
+                sum == Extended(0) ? Extended(0) : branch(2) * branch(4) / sum;
+            const Extended expected = branch(0) + pair;
+            const long double size = std::abs(expected);
+            const double off = static_cast<double>(
+                std::abs(Extended(H.ValueC(static_cast<int>(j)).GetComplex()) - expected) /
+                size);
+            // The terms of K + iwC + R·(K2 + iwC2)/(Ks + iwCs), which it is evaluated as.
+            const double Ks = p[2] + p[4], Cs = p[3] + p[5];
+            double terms = static_cast<double>(std::abs(branch(0)) + std::abs(pair));
+            if (Cs > 0.0)
+                terms +=
+                    p[3] * std::hypot(p[4], w[j] * p[5]) / Cs +
+                    (p[2] + Ks * p[3] / Cs) * static_cast<double>(std::abs(branch(4) / sum));
+            worst.Take(off, 4 * kEpsilon * terms / static_cast<double>(size));
         }
+        return worst;
+    });
 
     table.Begin("Identified elements, exact data",
                 "the root mean square of the stiffness errors over that of the stiffness",
                 "1e-4; one in twenty may end in another minimum", 0.05);
-    for (const std::string& family : tests::ElementFamilies())
-        for (unsigned k = 0; k < sets; ++k) {
-            const tests::MeasuredElement element = tests::RandomElement(family, 1000 + k, 0);
-            const FDParameters p = IdentifyFDElement(
-                FDData(Matrix2D<double>(element.Points(), 4, element.rows.data())));
-            Worst worst;
-            worst.Take(std::sqrt(element.SquaredError({p.begin(), p.end()}) /
-                                 element.SquaredStiffness()),
-                       1e-4);
-            table.Add(NameOf(family), "seed " + std::to_string(1000 + k), worst);
-        }
+    EnterElements(table, sets, 1000, 0.0, [](const tests::MeasuredElement& element) {
+        const FDParameters p = Identified(element);
+        Worst worst;
+        worst.Take(
+            std::sqrt(element.SquaredError({p.begin(), p.end()}) / element.SquaredStiffness()),
+            1e-4);
+        return worst;
+    });
+
     table.Begin("Identified elements, data with 1 % noise",
                 "the squared error that the true parameters have with the same data",
                 "1.05: the fit is at least about as good; one in twenty may miss it", 0.05);
-    for (const std::string& family : tests::ElementFamilies())
-        for (unsigned k = 0; k < sets; ++k) {
-            const tests::MeasuredElement element = tests::RandomElement(family, 5000 + k, 0.01);
-            const FDParameters p = IdentifyFDElement(
-                FDData(Matrix2D<double>(element.Points(), 4, element.rows.data())));
-            Worst worst;
-            worst.Take(
-                element.SquaredError({p.begin(), p.end()}) / element.SquaredError(element.p),
-                1.05);
-            table.Add(NameOf(family), "seed " + std::to_string(5000 + k), worst);
-        }
+    EnterElements(table, sets, 5000, 0.01, [](const tests::MeasuredElement& element) {
+        const FDParameters p = Identified(element);
+        Worst worst;
+        worst.Take(element.SquaredError({p.begin(), p.end()}) / element.SquaredError(element.p),
+                   1.05);
+        return worst;
+    });
 }
 
 }  // namespace

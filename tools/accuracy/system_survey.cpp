@@ -19,18 +19,11 @@
 namespace ZEMRA::Vibration::accuracy {
 namespace {
 
-using ::Eigen::Index;
-using ::Eigen::MatrixXcd;
-using ::Eigen::MatrixXd;
-using ::Eigen::VectorXcd;
 using tests::Frequencies;
 using tests::Model;
 using tests::StateSpace;
 using tests::ToCore;
 using tests::ToEigen;
-
-constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 struct Case {
     std::string family;

@@ -3,12 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <limits>
 
 namespace ZEMRA::Vibration::accuracy {
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 std::string Short(double x) {
     char text[32];

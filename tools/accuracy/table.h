@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <map>
 #include <ostream>
 #include <string>
@@ -8,6 +9,9 @@
 #include <vector>
 
 namespace ZEMRA::Vibration::accuracy {
+
+constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /// The worst of some errors, and the largest share that one takes of its own bound.
 struct Worst {

@@ -25,20 +25,13 @@ constexpr double kNothing = 1e-10;
 
 constexpr char kInaccurate[] =
     "ZEMRA/Vibration modal form:\n   At w = %g, the lowest frequency asked for, rounding of "
-    "the "
-    "eigenvectors changes a response\n   by about %.1e of its size. Use the state-space form "
-    "of "
-    "this model there.";
+    "the eigenvectors changes a response\n   by about %.1e of its size. Use the state-space "
+    "form of this model there.";
 
-double Largest(int n, const Complex* values) {
+template <typename T>
+double Largest(int n, const T* values) {
     double largest = 0.0;
     for (int i = 0; i < n; ++i) largest = std::max(largest, std::abs(values[i]));
-    return largest;
-}
-
-double Largest(int n, const double* values) {
-    double largest = 0.0;
-    for (int i = 0; i < n; ++i) largest = std::max(largest, std::fabs(values[i]));
     return largest;
 }
 
@@ -209,24 +202,28 @@ void ForceSystemMS::SetPair(const Mode& mode, double w) {
     Band(k + 1, i) = -f;
 }
 
-template <typename T>
-void ForceSystemMS::SetSIAB(const Matrix2D<T>& B, Matrix2D<Complex>& X) const {
+template <typename Visit>
+void ForceSystemMS::ForEachInBand(const Visit& visit) const {
     const int n = A_.Size(0);
     const Complex* band = band_.data();
     for (int r = 0; r < n; ++r, band += stride_)
         for (int e = 0; e < stride_; ++e)
             if (const int column = r - 1 + e; column >= 0 && column < n)
-                AddScaled(B.Size(1), band[e], B.Row(column).Data(), X.Row(r).Data());
+                visit(r, column, band[e]);
+}
+
+template <typename T>
+void ForceSystemMS::SetSIAB(const Matrix2D<T>& B, Matrix2D<Complex>& X) const {
+    ForEachInBand([&](int r, int column, const Complex& value) {
+        AddScaled(B.Size(1), value, B.Row(column).Data(), X.Row(r).Data());
+    });
 }
 
 Matrix1D<double> ForceSystemMS::MostStates(const Matrix1D<double>& b) const {
-    const int n = A_.Size(0);
-    Matrix1D<double> most(n);
-    const Complex* band = band_.data();
-    for (int r = 0; r < n; ++r, band += stride_)
-        for (int e = 0; e < stride_; ++e)
-            if (const int column = r - 1 + e; column >= 0 && column < n)
-                most(r) += (std::fabs(band[e].real()) + std::fabs(band[e].imag())) * b(column);
+    Matrix1D<double> most(A_.Size(0));
+    ForEachInBand([&](int r, int column, const Complex& value) {
+        most(r) += (std::fabs(value.real()) + std::fabs(value.imag())) * b(column);
+    });
     return most;
 }
 

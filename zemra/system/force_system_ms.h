@@ -90,6 +90,9 @@ class ForceSystemMS : public ForceSystem {
     void SetReal(const Mode& mode, double w);
     void SetPair(const Mode& mode, double w);
     Complex& Band(int row, int column);
+    /// visit(row, column, value) for each entry of the band, row by row.
+    template <typename Visit>
+    void ForEachInBand(const Visit& visit) const;
     /// X += (j·w·I − A)⁻¹·B.
     template <typename T>
     void SetSIAB(const Matrix2D<T>& B, Matrix2D<Complex>& X) const;
