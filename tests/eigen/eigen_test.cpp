@@ -174,7 +174,8 @@ TEST_P(EigenOf, IsTheSameOnEveryRoad) {
     for (const bool withVectors : {true, false}) {
         const Solver written(A, withVectors, nullptr);
         const auto printed = messages.Take();
-        for (const KernelSet set : {KernelSet::kBaseline, KernelSet::kAvx2}) {
+        for (const KernelSet set :
+             {KernelSet::kBaseline, KernelSet::kAvx2, KernelSet::kAvx512}) {
             if (!IsAvailable(set)) continue;
             const Solver fast(A, withVectors, &EigenKernelsOf(set));
             EXPECT_EQ(Values(fast), Values(written));

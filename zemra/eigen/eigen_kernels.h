@@ -76,11 +76,11 @@ struct EigenKernels {
     unsigned (*solvePairs)(const PairRows& rows);
 };
 
-extern const EigenKernels kBaselineEigenKernels, kAvx2EigenKernels;
+extern const EigenKernels kBaselineEigenKernels, kAvx2EigenKernels, kAvx512EigenKernels;
 
 /// The kernels of a set that IsAvailable.
 inline const EigenKernels& EigenKernelsOf(KernelSet set) {
-    return OneOf(set, kBaselineEigenKernels, kAvx2EigenKernels);
+    return OneOf(set, kBaselineEigenKernels, kAvx2EigenKernels, kAvx512EigenKernels);
 }
 
 }  // namespace ZEMRA::Vibration

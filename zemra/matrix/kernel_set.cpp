@@ -7,8 +7,10 @@ namespace ZEMRA::Vibration {
 namespace {
 
 KernelSet Choose() {
-    const char* const asked = std::getenv("ZEMRA_VIBRATION_KERNELS");
-    if (asked && std::string_view(asked) == "baseline") return KernelSet::kBaseline;
+    const char* const text = std::getenv("ZEMRA_VIBRATION_KERNELS");
+    const std::string_view asked = text ? text : "";
+    if (asked == "baseline") return KernelSet::kBaseline;
+    if (asked != "avx2" && IsAvailable(KernelSet::kAvx512)) return KernelSet::kAvx512;
     return IsAvailable(KernelSet::kAvx2) ? KernelSet::kAvx2 : KernelSet::kBaseline;
 }
 
@@ -16,8 +18,11 @@ KernelSet Choose() {
 
 bool IsAvailable(KernelSet set) {
     if (set == KernelSet::kBaseline) return true;
-#ifdef ZEMRA_AVX2_KERNELS
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#ifdef ZEMRA_WIDE_KERNELS
+    const bool hasAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    if (set == KernelSet::kAvx2) return hasAvx2;
+    return hasAvx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+           __builtin_cpu_supports("avx512dq");
 #else
     return false;
 #endif

@@ -106,11 +106,11 @@ struct SweepKernels {
     int modalLanes;  // frequencies of a chunk
 };
 
-extern const SweepKernels kBaselineSweepKernels, kAvx2SweepKernels;
+extern const SweepKernels kBaselineSweepKernels, kAvx2SweepKernels, kAvx512SweepKernels;
 
 /// The kernels of a set that IsAvailable.
 inline const SweepKernels& SweepKernelsOf(KernelSet set) {
-    return OneOf(set, kBaselineSweepKernels, kAvx2SweepKernels);
+    return OneOf(set, kBaselineSweepKernels, kAvx2SweepKernels, kAvx512SweepKernels);
 }
 
 }  // namespace ZEMRA::Vibration
