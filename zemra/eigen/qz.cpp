@@ -451,10 +451,12 @@ class Iteration {
         steps_.clear();
         for (int k = l_; k < en_; ++k) {
             steps_.push_back({});
-            if (isDouble_ && k != en_ - 1)
+            if (isDouble_ && k != en_ - 1) {
                 Step<3>(k);
-            else if (!Step<2>(k))
+            } else if (!Step<2>(k)) {
                 steps_.pop_back();
+                break;
+            }
         }
         SweepRowsAbove();
         if (!z_) return;
