@@ -80,91 +80,46 @@ class RowMajor {
 
 double WithSignOf(double y, double x) { return y < 0 ? -x : x; }
 
-// The reflection I + v·uᵀ, u(1) = 1, that turns a vector into a multiple of its first axis;
-// none for the zero vector.
-template <std::size_t N>
-struct Reflection {
-    explicit Reflection(const std::array<double, N>& a) {
-        double scale = 0;
-        for (const double x : a) scale += std::abs(x);
+// The reflection that turns (x, y) into a multiple of the first axis; none for zeros.
+struct Reflection : Reflection2 {
+    Reflection(double x, double y) : Reflection2() {
+        const double scale = std::abs(x) + std::abs(y);
         isNone = scale == 0;
         if (isNone) return;
-        double sumOfSquares = 0;
-        for (std::size_t k = 0; k < N; ++k) {
-            u[k] = a[k] / scale;
-            sumOfSquares += u[k] * u[k];
-        }
+        x /= scale;
+        y /= scale;
         // Half of the signs are negative: a branch would be guessed wrong as often, and the
         // work begun behind it lost. + 0.0 makes a negative zero count as positive.
-        const double r = std::copysign(std::sqrt(sumOfSquares), u[0] + 0.0);
-        v[0] = -(u[0] + r) / r;
-        for (std::size_t k = 1; k < N; ++k) {
-            v[k] = -u[k] / r;
-            u[k] = v[k] / v[0];
-        }
+        const double r = std::copysign(std::sqrt(x * x + y * y), x + 0.0);
+        v0 = -(x + r) / r;
+        v1 = -y / r;
+        u1 = v1 / v0;
     }
 
-    // Rows first, first + 1, … of m, columns from to to.
-    void ApplyToRows(OneBased m, int first, int from, int to) const {
-        for (int j = from; j <= to; ++j) {
-            double* const x = &m(first, j);
-            double t = x[0];
-            for (std::size_t k = 1; k < N; ++k) t += u[k] * x[k];
-            for (std::size_t k = 0; k < N; ++k) x[k] += t * v[k];
-        }
+    void Apply(double& x, double& y) const {
+        const double t = x + u1 * y;
+        x += t * v0;
+        y += t * v1;
     }
 
-    // Columns last, last − 1, … of m, rows from to to.
-    void ApplyToColumns(OneBased m, int last, int from, int to) const {
-        double* const __restrict x = m.Column(last);
-        double* const __restrict y = m.Column(last - 1);
-        double* const __restrict z = N == 3 ? m.Column(last - 2) : nullptr;
-        for (int i = from - 1; i < to; ++i) {
-            double t = x[i] + u[1] * y[i];
-            if constexpr (N == 3) t += u[2] * z[i];
-            x[i] += t * v[0];
-            y[i] += t * v[1];
-            if constexpr (N == 3) z[i] += t * v[2];
-        }
+    // Rows first and first + 1 of m, columns from to to.
+    template <typename Matrix>
+    void ApplyToRows(const Matrix& m, int first, int from, int to) const {
+        for (int j = from; j <= to; ++j) Apply(m(first, j), m(first + 1, j));
     }
-
-    // The same of a matrix row by row.
     void ApplyToRows(const QzKernels& kernels, const RowMajor& m, int first, int from,
                      int to) const {
-        if (to < from) return;
-        const int count = to - from + 1;
-        if constexpr (N == 3)
-            kernels.reflectRows3({u[1], u[2], v[0], v[1], v[2]}, count, &m(first, from),
-                                 &m(first + 1, from), &m(first + 2, from));
-        else
-            kernels.reflectRows2({u[1], v[0], v[1]}, count, &m(first, from),
-                                 &m(first + 1, from));
+        if (from <= to)
+            kernels.reflectRows2(*this, to - from + 1, &m(first, from), &m(first + 1, from));
     }
 
-    void ApplyToRows(const RowMajor& m, int first, int from, int to) const {
-        const auto stride = static_cast<std::size_t>(m.Stride());
-        double* x = &m(first, from);
-        for (int j = from; j <= to; ++j, ++x) {
-            double t = x[0];
-            for (std::size_t k = 1; k < N; ++k) t += u[k] * x[k * stride];
-            for (std::size_t k = 0; k < N; ++k) x[k * stride] += t * v[k];
-        }
-    }
-
-    // Elements last, last − 1, … of rows from to to.
-    void ApplyToColumns(const RowMajor& m, int last, int from, int to) const {
-        for (int i = from; i <= to; ++i) {
-            double* const x = &m(i, last);
-            double t = x[0] + u[1] * x[-1];
-            if constexpr (N == 3) t += u[2] * x[-2];
-            x[0] += t * v[0];
-            x[-1] += t * v[1];
-            if constexpr (N == 3) x[-2] += t * v[2];
-        }
+    // Columns last and last − 1 of m, rows from to to.
+    template <typename Matrix>
+    void ApplyToColumns(const Matrix& m, int last, int from, int to) const {
+        for (int i = from; i <= to; ++i) Apply(m(i, last), m(i, last - 1));
     }
 
     bool isNone;
-    std::array<double, N> u{}, v{};
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -208,17 +163,23 @@ class Reduction {
     // at the end; b's rows need them no more once they are triangular.
     void ReduceColumn(int k) {
         columns_.clear();
+        // The next reflection of rows is begun beside the one of columns: neither needs the
+        // other.
+        Reflection next(a_(n_ - 1, k), a_(n_, k));
         for (int l = n_ - 1; l > k; --l) {
             if (l % kStrip == 0) CatchUp(l - kStrip + 1);
             columns_.push_back({});
-            const Reflection<2> rows({a_(l, k), a_(l + 1, k)});
+            const Reflection rows = next;
+            double head = a_(l, k), tail = a_(l + 1, k);
+            rows.Apply(head, tail);
+            if (l - 1 > k) next = {a_(l - 1, k), head};
             if (rows.isNone) continue;
+            rows.ApplyToRows(kernels_, b_, l, l, n_);
+            const Reflection columns(b_(l + 1, l + 1), b_(l + 1, l));
             rows.ApplyToRows(kernels_, a_, l, k, n_);
             a_(l + 1, k) = 0;
-            rows.ApplyToRows(kernels_, b_, l, l, n_);
-            const Reflection<2> columns({b_(l + 1, l + 1), b_(l + 1, l)});
             if (columns.isNone) continue;
-            columns_.back() = {columns.u[1], columns.v[0], columns.v[1]};
+            columns_.back() = columns;
             const int top = StripOf(l);
             columns.ApplyToColumns(b_, l + 1, top, l + 1);
             b_(l + 1, l) = 0;
@@ -321,13 +282,6 @@ class Iteration {
 
     // 0, or the row whose eigenvalue was sought when the budget ran out.
     int Run() {
-        const int unsolved = Iterate();
-        SweepZ();
-        return unsolved;
-    }
-
-  private:
-    int Iterate() {
         while (en_ > 2) {
             lastColumn_ = z_ ? n_ : en_;
             for (iterations_ = 0; FindBlock() && DeflateTopOfB(); ++iterations_, --budget_) {
@@ -340,6 +294,7 @@ class Iteration {
         return 0;
     }
 
+  private:
     const QzKernels& kernels_ = QzKernelsOf(ChosenKernels());
     int n_;
     const RowMajor &a_, &b_;
@@ -378,7 +333,7 @@ class Iteration {
     bool DeflateTopOfB() {
         while (!(std::abs(b_(l_, l_)) > epsb_)) {
             b_(l_, l_) = 0;
-            const Reflection<2> rows({a_(l_, l_), a_(l_ + 1, l_)});
+            const Reflection rows(a_(l_, l_), a_(l_ + 1, l_));
             if (!rows.isNone) {
                 rows.ApplyToRows(kernels_, a_, l_, l_, lastColumn_);
                 rows.ApplyToRows(kernels_, b_, l_, l_, lastColumn_);
@@ -440,155 +395,22 @@ class Iteration {
         return true;
     }
 
-    // Chases the bulge of the starting column down to row en. What is done to the columns does
-    // not matter to the rest of the sweep but in the next three rows: the rows above take it
-    // all when the sweep is over.
-    //
-    // A step is three reflections, each of which needs the one before: most of the time that
-    // takes is latency. So what the next one needs is done first, number by number, and rows
-    // are reflected farther right while it is being made.
+    // Chases the bulge of the starting column down to row en.
     void Sweep() {
-        steps_.clear();
-        for (int k = l_; k < en_; ++k) {
-            steps_.push_back({});
-            if (isDouble_ && k != en_ - 1) {
-                Step<3>(k);
-            } else if (!Step<2>(k)) {
-                steps_.pop_back();
-                break;
-            }
-        }
-        SweepRowsAbove();
-        if (!z_) return;
-        SweepOfZ& sweep = sweeps_[sweepsOfZ_++];
-        sweep.isDouble = isDouble_;
-        sweep.l = l_;
-        sweep.en = en_;
-        std::swap(sweep.steps, steps_);
-        if (sweepsOfZ_ == kSweeps) SweepZ();
-    }
-
-    // Zeroes column k − 1 of a in the N − 1 rows below k, or the starting column when there is
-    // none, then what that brings below the diagonal of b. False when the former is zero.
-    template <std::size_t N>
-    bool Step(int k) {
-        const bool isFirst = k == l_;
-        std::array<double, N> x;
-        for (int i = k; double& element : x) {
-            element = isFirst ? start_[static_cast<std::size_t>(i - k)] : a_(i, k - 1);
-            ++i;
-        }
-        const Reflection<N> rows(x);
-        if (rows.isNone) return false;
-        const int far = FirstFarColumn(k), near = std::min(far - 1, lastColumn_);
-        rows.ApplyToRows(b_, k, k, near);
-        const auto nearOfA = [&] {
-            rows.ApplyToRows(a_, k, isFirst ? k : k - 1, near);
-            for (int i = 1; !isFirst && i < static_cast<int>(N); ++i) a_(k + i, k - 1) = 0.0;
-        };
-        if constexpr (N == 3) {
-            const Reflection<3> wide(RowOfB<3>(k));
-            nearOfA();
-            rows.ApplyToRows(kernels_, b_, k, far, lastColumn_);
-            RestoreRowOfB(k, wide);
-            if (!wide.isNone)
-                steps_.back().wide = {wide.u[1], wide.u[2], wide.v[0], wide.v[1], wide.v[2]};
-        }
-        const Reflection<2> narrow(RowOfB<2>(k));
-        if constexpr (N == 2) {
-            nearOfA();
-            rows.ApplyToRows(kernels_, b_, k, far, lastColumn_);
-        }
-        rows.ApplyToRows(kernels_, a_, k, far, lastColumn_);
-        RestoreRowOfB(k, narrow);
-        if (!narrow.isNone) steps_.back().narrow = {narrow.u[1], narrow.v[0], narrow.v[1]};
-        ReflectNextRowsOfA(k);
-        return true;
-    }
-
-    // Behind the columns that step k changes, and where a vector begins.
-    static int FirstFarColumn(int k) {
-        constexpr int kVector = 4;
-        return (k + 1 + kVector) / kVector * kVector + 1;
-    }
-
-    // The first of the rows that step k changes at once. Those above it, in strips of four,
-    // wait for the end of the sweep: from step 4s on rows 1 … 4s are above.
-    static int FirstRowAtOnce(int k) { return k / RowMajor::kStrip * RowMajor::kStrip + 1; }
-
-    // Row k + N − 1 of b, from its diagonal back to column k.
-    template <std::size_t N>
-    std::array<double, N> RowOfB(int k) const {
-        const int row = k + static_cast<int>(N) - 1;
-        std::array<double, N> x;
-        for (int j = row; double& element : x) element = b_(row, j--);
-        return x;
-    }
-
-    // Zeroes the elements of b in row k + N − 1 from column k to its diagonal.
-    template <std::size_t N>
-    void RestoreRowOfB(int k, const Reflection<N>& columns) const {
-        if (columns.isNone) return;
-        const int row = k + static_cast<int>(N) - 1;
-        columns.ApplyToColumns(b_, row, FirstRowAtOnce(k), row);
-        for (int j = k; j < row; ++j) b_(row, j) = 0;
-    }
-
-    void ReflectNextRowsOfA(int k) {
-        const auto& [wide, narrow] = steps_.back();
-        const int last = std::min(en_, k + (isDouble_ ? 3 : 2));
-        for (int i = FirstRowAtOnce(k); i <= last; ++i) {
-            double* const z = &a_(i, k);
-            if (isDouble_) {
-                const double t = z[2] + wide.u1 * z[1] + wide.u2 * z[0];
-                z[2] += t * wide.v0;
-                z[1] += t * wide.v1;
-                z[0] += t * wide.v2;
-            }
-            const double t = z[1] + narrow.u1 * z[0];
-            z[1] += t * narrow.v0;
-            z[0] += t * narrow.v1;
-        }
-    }
-
-    void SweepRowsAbove() const {
-        const int end = l_ + static_cast<int>(steps_.size());
-        int row = FirstRowAtOnce(firstRow_ - 1);
-        for (int k; (k = std::max(l_, row + RowMajor::kStrip - 1)) < end;
-             row += RowMajor::kStrip)
-            kernels_.sweepRows(isDouble_, a_.Stride(), &a_(row, k), &b_(row, k), end - k,
-                               steps_.data() + (k - l_));
-    }
-
-    // Sweeps that z waits for: nobody reads it, and a few rows at a time go through several
-    // while they are in the cache.
-    struct SweepOfZ {
-        bool isDouble;
-        int l, en;
-        std::vector<SweepStep> steps;
-    };
-    static constexpr std::size_t kSweeps = 8;
-    std::array<SweepOfZ, kSweeps> sweeps_;
-    std::size_t sweepsOfZ_ = 0;
-
-    void SweepZ() {
-        constexpr int kRows = 16;
-        for (int row = 0; row < n_; row += kRows)
-            for (std::size_t i = 0; i < sweepsOfZ_; ++i) {
-                const SweepOfZ& sweep = sweeps_[i];
-                const auto pass = [&](bool isWide, int begin, int end) {
-                    if (begin < end)
-                        kernels_.sweepColumns(isWide, std::min(kRows, n_ - row), strideOfZ_,
-                                              z_.Column(begin) + row, end - begin,
-                                              sweep.steps.data() + (begin - sweep.l));
-                };
-                const int end = sweep.l + static_cast<int>(sweep.steps.size());
-                // The last step of a double sweep has no third column.
-                const int endOfWide = sweep.isDouble ? std::min(end, sweep.en - 1) : sweep.l;
-                pass(true, sweep.l, endOfWide);
-                pass(false, endOfWide, end);
-            }
-        sweepsOfZ_ = 0;
+        steps_.assign(static_cast<std::size_t>(en_ - l_), {});
+        kernels_.chaseBulge({isDouble_,
+                             l_ - 1,
+                             en_ - 1,
+                             firstRow_ - 1,
+                             lastColumn_ - 1,
+                             a_.Stride(),
+                             &a_(1, 1),
+                             &b_(1, 1),
+                             z_ ? n_ : 0,
+                             strideOfZ_,
+                             z_ ? z_.Column(1) : nullptr,
+                             {start_[0], start_[1], start_[2]},
+                             steps_.data()});
     }
 };
 
@@ -735,16 +557,14 @@ class Eigenvalues {
         Store(i, m.an * t.real() / r, m.an * t.imag() / r, m.bn * r);
     }
 
-    void ReflectColumns(int en, const std::array<double, 2>& x) {
-        const Reflection<2> columns(x);
+    void ReflectColumns(int en, const Reflection& columns) {
         if (columns.isNone) return;
         columns.ApplyToColumns(a_, en, 1, en);
         columns.ApplyToColumns(b_, en, 1, en);
         if (z_) columns.ApplyToColumns(z_, en, 1, n_);
     }
 
-    void ReflectRows(int na, const std::array<double, 2>& x) {
-        const Reflection<2> rows(x);
+    void ReflectRows(int na, const Reflection& rows) {
         if (rows.isNone) return;
         rows.ApplyToRows(a_, na, na, n_);
         rows.ApplyToRows(b_, na, na, n_);

@@ -20,23 +20,31 @@ struct SweepStep {
     Reflection2 narrow;
 };
 
+/// A sweep of the iteration over rows l … en of two row-major matrices, rows a stride apart.
+/// Rows and columns are counted from 0.
+struct QzSweep {
+    bool isDouble;
+    int l, en;
+    int firstRow, lastColumn;  // what is kept up
+    long long stride;
+    double *a, *b;
+    int rowsOfZ;  // of a column-major z; 0: there is none
+    long long strideOfZ;
+    double* z;
+    double start[3];   // the starting column; a single sweep has two
+    SweepStep* steps;  // room for en − l, all zero
+};
+
 /// The kernels of the QZ algorithm, for one instruction set. Later decisions read most of what
 /// they make, so every element is made by the same operations in the same order on every set:
 /// products are never fused into sums, and pairs come out the same to the last bit.
 struct QzKernels {
-    /// Reflects rows of count elements. Up to three elements behind them may change too.
-    void (*reflectRows3)(const Reflection3& r, long long count, double* x, double* y,
-                         double* z);
+    /// Reflects two rows of count elements. Up to three elements behind them may change too.
     void (*reflectRows2)(const Reflection2& r, long long count, double* x, double* y);
 
-    /// Takes four rows, a stride apart, of two row-major matrices through steps of a sweep; the
-    /// elements are those of the first step's column k.
-    void (*sweepRows)(bool isWide, long long stride, double* a, double* b, long long count,
-                      const SweepStep* steps);
-
-    /// Takes nrows rows of a column-major matrix, columns a stride apart, through them.
-    void (*sweepColumns)(bool isWide, long long nrows, long long stride, double* z,
-                         long long count, const SweepStep* steps);
+    /// Chases the bulge of the starting column down to row en, or until it is used up. Up to
+    /// three elements behind the last column may change too.
+    void (*chaseBulge)(const QzSweep& sweep);
 
     /// Takes four rows, a stride apart, of two row-major matrices, or of a alone when b is
     /// null, through reflections of neighbouring columns, each one column before the last. The

@@ -206,6 +206,8 @@ void SweepStrip(Long stride, double* a, double* b, Long count, const SweepStep* 
     }
 }
 
+// Takes four rows of two matrices through steps; the elements are those of the first step's
+// column k.
 void SweepRows(bool isWide, Long stride, double* a, double* b, Long count,
                const SweepStep* steps) {
     for (Long row = 0; row < 4; row += kLanes)
@@ -213,62 +215,6 @@ void SweepRows(bool isWide, Long stride, double* a, double* b, Long count,
             SweepStrip<true>(stride, a + row * stride, b + row * stride, count, steps);
         else
             SweepStrip<false>(stride, a + row * stride, b + row * stride, count, steps);
-}
-
-// Two vectors of rows, so that their steps overlap.
-template <bool kIsWide>
-void SweepTwo(Long stride, double* z, Long count, const SweepStep* steps) {
-    constexpr Long kAhead = kIsWide ? 2 : 1;
-    double* const y = z + kLanes;
-    Window<Lanes, kIsWide> inZ{Load(z), kIsWide ? Load(z + stride) : Lanes{}};
-    Window<Lanes, kIsWide> inY{Load(y), kIsWide ? Load(y + stride) : Lanes{}};
-    Long k = 0;
-    for (; k < count; ++k) {
-        Store(z + k * stride, inZ.Pass(steps[k], Load(z + (k + kAhead) * stride)));
-        Store(y + k * stride, inY.Pass(steps[k], Load(y + (k + kAhead) * stride)));
-    }
-    Store(z + k * stride, inZ.c0);
-    Store(y + k * stride, inY.c0);
-    if (!kIsWide) return;
-    Store(z + (k + 1) * stride, inZ.c1);
-    Store(y + (k + 1) * stride, inY.c1);
-}
-
-// One vector of rows, or one row.
-template <typename V>
-ZEMRA_INLINE V Read(const double* p) {
-    if constexpr (sizeof(V) == sizeof(double))
-        return *p;
-    else
-        return Load(p);
-}
-ZEMRA_INLINE void Write(double* p, double x) { *p = x; }
-ZEMRA_INLINE void Write(double* p, Lanes x) { Store(p, x); }
-
-template <typename V, bool kIsWide>
-void SweepOne(Long stride, double* z, Long count, const SweepStep* steps) {
-    constexpr Long kAhead = kIsWide ? 2 : 1;
-    Window<V, kIsWide> inZ{Read<V>(z), kIsWide ? Read<V>(z + stride) : V{}};
-    Long k = 0;
-    for (; k < count; ++k)
-        Write(z + k * stride, inZ.Pass(steps[k], Read<V>(z + (k + kAhead) * stride)));
-    Write(z + k * stride, inZ.c0);
-    if (kIsWide) Write(z + (k + 1) * stride, inZ.c1);
-}
-
-template <bool kIsWide>
-void SweepColumnsOf(Long nrows, Long stride, double* z, Long count, const SweepStep* steps) {
-    Long i = 0;
-    for (; i + 2 * kLanes <= nrows; i += 2 * kLanes)
-        SweepTwo<kIsWide>(stride, z + i, count, steps);
-    for (; i + kLanes <= nrows; i += kLanes)
-        SweepOne<Lanes, kIsWide>(stride, z + i, count, steps);
-    for (; i < nrows; ++i) SweepOne<double, kIsWide>(stride, z + i, count, steps);
-}
-
-void SweepColumns(bool isWide, Long nrows, Long stride, double* z, Long count,
-                  const SweepStep* steps) {
-    (isWide ? SweepColumnsOf<true> : SweepColumnsOf<false>)(nrows, stride, z, count, steps);
 }
 
 // Gives the column that is done with and keeps the other for the next reflection.
@@ -387,8 +333,308 @@ void ReflectColumns(Long nrows, Long ncols, Long stride, double* m, const double
     }
 }
 
-constexpr QzKernels kQzKernels = {ReflectRows3,  ReflectRows2,    SweepRows,
-                                  SweepColumns,  ReflectDownRows, ReflectDownColumns,
+template <int N>
+struct NumbersOf {
+    using Type = double __attribute__((vector_size(4 * sizeof(double))));
+};
+template <>
+struct NumbersOf<2> {
+    using Type = double __attribute__((vector_size(2 * sizeof(double))));
+};
+
+// A reflection of three elements or two that is being made, in three parts: it takes a root and
+// three divisions, one after the other, beside which other work can be done.
+template <int N>
+class Making {
+  public:
+    ZEMRA_INLINE Making(double x, double y, double z) {
+        scale_ = __builtin_fabs(x) + __builtin_fabs(y);
+        if (N == 3) scale_ += __builtin_fabs(z);
+        if constexpr (N == 3)
+            u_ = Numbers{x, y, z} / (scale_ - Numbers{});
+        else
+            u_ = Numbers{x, y} / (scale_ - Numbers{});
+        Pin(u_);
+    }
+    ZEMRA_INLINE bool IsNone() const { return scale_ == 0.0; }
+    ZEMRA_INLINE void Root() {
+        const Numbers squares = u_ * u_;
+        double sum = squares[0] + squares[1];
+        if constexpr (N == 3) sum += squares[2];
+        // Negative for a negative element, but not for −0; a branch would be guessed wrongly
+        // too often.
+        root_ = __builtin_copysign(__builtin_sqrt(sum), u_[0] + 0.0);
+        Pin(root_);
+    }
+    ZEMRA_INLINE void Divide() {
+        u_[0] += root_;
+        v_ = -u_ / (root_ - Numbers{});
+        Pin(v_);
+    }
+    ZEMRA_INLINE Reflection3 Finished() {
+        if (IsNone()) return {};
+        const Numbers u = v_ / (v_[0] - Numbers{});
+        if constexpr (N == 3) return {u[1], u[2], v_[0], v_[1], v_[2]};
+        return {u[1], 0.0, v_[0], v_[1], 0.0};
+    }
+
+  private:
+    using Numbers = typename NumbersOf<N>::Type;
+    double scale_, root_ = 0.0;
+    Numbers u_, v_;
+
+    // Has x computed here, not only where it is used.
+    template <typename T>
+    static ZEMRA_INLINE void Pin([[maybe_unused]] T& x) {
+#ifdef __AVX2__
+        __asm__ volatile("" : "+x"(x));
+#endif
+    }
+};
+
+// Takes the bulge down. A step is three reflections, each of which needs the one before: most
+// of the time that takes is latency. So what the next one needs is done first, number by
+// number, and all else, in pieces, between the parts of its making. No step reads what those
+// before it do to the columns of z or of the rows above: there they come later, to the latter
+// in strips of four rows and mostly four steps at a time.
+template <int N>
+class BulgeChase {
+  public:
+    explicit BulgeChase(const QzSweep& s) : s_(s), ld_(s.stride) {}
+
+    void Run() {
+        Long k = s_.l;
+        Making<N> making(s_.start[0], s_.start[1], s_.start[2]);
+        making.Root();
+        making.Divide();
+        for (Reflection3 rows = making.Finished(); k < s_.en; ++k) {
+            const bool isLast = k + 1 == s_.en;
+            if (making.IsNone()) {
+                if (N == 2 || isLast) break;
+                making = Making<N>(s_.a[(k + 1) * ld_ + k], s_.a[(k + 2) * ld_ + k],
+                                   k + 3 <= s_.en ? s_.a[(k + 3) * ld_ + k] : 0.0);
+                making.Root();
+                making.Divide();
+                QuarterOfStrips(k);
+                for (int part = 0; part < kParts; ++part) PartOfZ(k, part);
+            } else if (N == 2 || isLast) {
+                making = Step<2>(k, rows);
+            } else {
+                making = Step<N>(k, rows);
+            }
+            rows = making.Finished();
+        }
+        if (k == s_.l) return;
+        FinishStrips(k);
+        if (k == s_.en)
+            ColumnsOfZ<2>(k - 1, 0, s_.rowsOfZ);
+        else
+            ColumnsOfZ<N>(k - 1, 0, s_.rowsOfZ);
+    }
+
+  private:
+    const QzSweep& s_;
+    Long ld_;
+
+    // The rows from this one on are changed by step k at once: in steps 4·s − 1 … 4·s + 2 all
+    // but s strips.
+    static Long FirstRowAtOnce(Long k) { return (k + 1) / 4 * 4; }
+
+    // During step k a quarter of the strips above the four steps before it goes through those.
+    void QuarterOfStrips(Long k) const { Quarter(FirstRowAtOnce(k) / 4 - 1, (k + 1) % 4); }
+    void Quarter(Long strips, Long quarter) const {
+        const Long first = s_.firstRow / 4, count = strips - first;
+        if (count > 0)
+            Strips(4 * strips - 1, 4 * strips + 3, first + count * quarter / 4,
+                   first + count * (quarter + 1) / 4);
+    }
+    void FinishStrips(Long end) const {
+        const Long strips = FirstRowAtOnce(end - 1) / 4;
+        for (Long quarter = end % 4 + 1; quarter < 4; ++quarter) Quarter(strips - 1, quarter);
+        Strips(4 * strips - 1, end, s_.firstRow / 4, strips);
+    }
+    void Strips(Long begin, Long end, Long strip, Long endOfStrips) const {
+        if (begin < s_.l) begin = s_.l;
+        if (begin >= end) return;
+        for (; strip < endOfStrips; ++strip)
+            SweepRows(N == 3, ld_, s_.a + 4 * strip * ld_ + begin,
+                      s_.b + 4 * strip * ld_ + begin, end - begin, s_.steps + (begin - s_.l));
+    }
+
+    // During step k the rows of z, in parts, go through the step before it.
+    static constexpr int kParts = 6;
+    ZEMRA_INLINE void PartOfZ(Long k, int part) const {
+        if (k == s_.l) return;
+        const Long rows = (s_.rowsOfZ + kParts * kLanes - 1) / (kParts * kLanes) * kLanes;
+        const Long end = (part + 1) * rows;
+        ColumnsOfZ<N>(k - 1, part * rows, end < s_.rowsOfZ ? end : s_.rowsOfZ);
+    }
+    template <int M>
+    ZEMRA_INLINE void ColumnsOfZ(Long k, Long begin, Long end) const {
+        const SweepStep step = s_.steps[k - s_.l];
+        const Long stride = s_.strideOfZ;
+        double *const x = s_.z + k * stride, *const y = x + stride, *const z = y + stride;
+        Long i = begin;
+        for (; i + kLanes <= end; i += kLanes) {
+            Lanes xi = Load(x + i), yi = Load(y + i);
+            if constexpr (M == 3) {
+                Lanes zi = Load(z + i);
+                Reflect(step.wide, zi, yi, xi);
+                Store(z + i, zi);
+            }
+            Reflect(step.narrow, yi, xi);
+            Store(x + i, xi);
+            Store(y + i, yi);
+        }
+        for (int l = 0; l < kLanes - 1; ++l, ++i) {  // or a compiler prepares for long loops
+            if (i >= end) break;
+            if constexpr (M == 3) Reflect(step.wide, z[i], y[i], x[i]);
+            Reflect(step.narrow, y[i], x[i]);
+        }
+    }
+
+    // Gives the last row's element: what is read back from memory comes late.
+    template <int M>
+    ZEMRA_INLINE double ReflectColumn(const Reflection3& r, double* x) const {
+        double* const y = x + ld_;
+        double* const z = y + ld_;
+        double t = x[0] + r.u1 * y[0];
+        if (M == 3) t += r.u2 * z[0];
+        const double end = M == 3 ? z[0] + t * r.v2 : y[0] + t * r.v1;
+        x[0] += t * r.v0;
+        if (M == 3) y[0] += t * r.v1;
+        (M == 3 ? z : y)[0] = end;
+        return end;
+    }
+    // Elements of a row, x[M − 1] first.
+    template <int M>
+    static ZEMRA_INLINE void ReflectRow(const Reflection3& r, double* x) {
+        double t = x[M - 1] + r.u1 * x[M - 2];
+        if (M == 3) t += r.u2 * x[0];
+        x[M - 1] += t * r.v0;
+        x[M - 2] += t * r.v1;
+        if (M == 3) x[0] += t * r.v2;
+    }
+    template <int M>
+    ZEMRA_INLINE void ReflectRowsFrom(const Reflection3& r, Long j, double* x) const {
+        if (j > s_.lastColumn) return;
+        if (M == 3)
+            ReflectRows3(r, s_.lastColumn + 1 - j, x + j, x + ld_ + j, x + 2 * ld_ + j);
+        else
+            ReflectRows2({r.u1, r.v0, r.v1}, s_.lastColumn + 1 - j, x + j, x + ld_ + j);
+    }
+
+    // Columns from the M-th on to where vectors begin.
+    template <int M>
+    ZEMRA_INLINE void ReflectColumnsTo(Long near, const Reflection3& r, double* x) const {
+        for (int j = M; j < 6; ++j) {  // or a compiler prepares for long loops
+            if (j >= near) break;
+            ReflectColumn<M>(r, x + j);
+        }
+    }
+    // Row k and those above it down to the first.
+    template <int M>
+    ZEMRA_INLINE void ReflectRowsAbove(Long count, const Reflection3& r, double* x) const {
+        for (int i = 0; i < 3; ++i) {
+            if (i >= count) break;
+            ReflectRow<M>(r, x - i * ld_);
+        }
+    }
+
+    // Step k, whose reflection of rows is given, up to the next one that is being made.
+    template <int M>
+    ZEMRA_INLINE Making<N> Step(Long k, const Reflection3& rows) {
+        double *const rowOfA = s_.a + k * ld_, *const rowOfB = s_.b + k * ld_;
+        double *const a = rowOfA + k, *const b = rowOfB + k;
+        // Where vectors begin, behind the columns that this step changes.
+        const Long far = (k + 6) / 4 * 4;
+        const Long near = (far <= s_.lastColumn ? far : s_.lastColumn + 1) - k;
+        const Long above = k + 1 - FirstRowAtOnce(k);
+        const Long below = s_.en - k;
+        const auto reflectNearOfA = [&] {
+            for (int j = 0; j < M; ++j) ReflectColumn<M>(rows, a + j);
+            if (k != s_.l) {
+                ReflectColumn<M>(rows, a - 1);
+                a[ld_ - 1] = 0.0;
+                if (M == 3) a[2 * ld_ - 1] = 0.0;
+            }
+        };
+        SweepStep& step = s_.steps[k - s_.l];
+
+        double y[M];
+        for (int j = 0; j < M; ++j) y[j] = ReflectColumn<M>(rows, b + j);
+        if constexpr (M == 3) {
+            double* const row = b + 2 * ld_;
+            Making<3> making(y[2], y[1], y[0]);
+            reflectNearOfA();
+            making.Root();
+            ReflectColumnsTo<M>(near, rows, b);
+            ReflectRowsFrom<M>(rows, far, rowOfB);
+            making.Divide();
+            PartOfZ(k, 0);
+            const Reflection3 wide = making.Finished();
+            step.wide = wide;
+            ReflectRow<3>(wide, row);
+            row[0] = row[1] = 0.0;
+            ReflectRow<3>(wide, b + ld_);
+            y[0] = b[ld_];
+            y[1] = b[ld_ + 1];
+        }
+        double* const row = b + ld_;
+        Making<2> making(y[1], y[0], 0.0);
+        if constexpr (M == 3) {
+            const Reflection3 wide = step.wide;
+            for (int i = 1; i <= 3; ++i) {
+                if (i > below) break;
+                ReflectRow<3>(wide, a + i * ld_);
+            }
+            ReflectRowsAbove<3>(above, wide, a);
+            ReflectRowsAbove<3>(above, wide, b);
+        } else {
+            reflectNearOfA();
+        }
+        making.Root();
+        if constexpr (M == 2) {
+            ReflectColumnsTo<M>(near, rows, b);
+            ReflectRowsFrom<M>(rows, far, rowOfB);
+            PartOfZ(k, 0);
+        }
+        QuarterOfStrips(k);
+        PartOfZ(k, 1);
+        making.Divide();
+        PartOfZ(k, 2);
+        const Reflection3 narrow = making.Finished();
+        step.narrow = {narrow.u1, narrow.v0, narrow.v1};
+        double x[3] = {};
+        for (int i = 1; i <= N; ++i) {
+            if (i > below) break;
+            ReflectRow<2>(narrow, a + i * ld_);
+            x[i - 1] = a[i * ld_];
+        }
+        Making<N> next(x[0], x[1], x[2]);
+        ReflectRowsAbove<2>(above, narrow, a);
+        ReflectRowsAbove<2>(above, narrow, b);
+        ReflectRow<2>(narrow, row);
+        row[0] = 0.0;
+        next.Root();
+        ReflectColumnsTo<M>(near, rows, a);
+        ReflectRowsFrom<M>(rows, far, rowOfA);
+        PartOfZ(k, 3);
+        next.Divide();
+        PartOfZ(k, 4);
+        PartOfZ(k, 5);
+        return next;
+    }
+};
+
+void ChaseBulge(const QzSweep& sweep) {
+    if (sweep.isDouble)
+        BulgeChase<3>(sweep).Run();
+    else
+        BulgeChase<2>(sweep).Run();
+}
+
+constexpr QzKernels kQzKernels = {ReflectRows2, ChaseBulge, ReflectDownRows, ReflectDownColumns,
                                   ReflectColumns};
 
 #undef ZEMRA_INLINE
