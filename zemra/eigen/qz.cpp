@@ -163,8 +163,9 @@ class Reduction {
     // at the end; b's rows need them no more once they are triangular.
     void ReduceColumn(int k) {
         columns_.clear();
-        // The next reflection of rows is begun beside the one of columns: neither needs the
-        // other.
+        // What reflections are made of is brought up to date before the rows, number by
+        // number, and the next one of rows is begun beside the one of columns: neither needs
+        // the other, and both take long.
         Reflection next(a_(n_ - 1, k), a_(n_, k));
         for (int l = n_ - 1; l > k; --l) {
             if (l % kStrip == 0) CatchUp(l - kStrip + 1);
@@ -174,8 +175,13 @@ class Reduction {
             rows.Apply(head, tail);
             if (l - 1 > k) next = {a_(l - 1, k), head};
             if (rows.isNone) continue;
+            double above = b_(l, l), fill = b_(l + 1, l);
+            rows.Apply(above, fill);
+            above = b_(l, l + 1);
+            double diagonal = b_(l + 1, l + 1);
+            rows.Apply(above, diagonal);
+            const Reflection columns(diagonal, fill);
             rows.ApplyToRows(kernels_, b_, l, l, n_);
-            const Reflection columns(b_(l + 1, l + 1), b_(l + 1, l));
             rows.ApplyToRows(kernels_, a_, l, k, n_);
             a_(l + 1, k) = 0;
             if (columns.isNone) continue;
