@@ -168,7 +168,10 @@ class Reduction {
         // the other, and both take long.
         Reflection next(a_(n_ - 1, k), a_(n_, k));
         for (int l = n_ - 1; l > k; --l) {
-            if (l % kStrip == 0) CatchUp(l - kStrip + 1);
+            if (l % kTwo == 0)
+                CatchUp(l - kTwo + 1, kTwo);
+            else if (l % kStrip == 0)
+                CatchUp(l - kStrip + 1, kStrip, CaughtUp(l - kStrip + 1, l));
             columns_.push_back({});
             const Reflection rows = next;
             double head = a_(l, k), tail = a_(l + 1, k);
@@ -192,8 +195,15 @@ class Reduction {
             columns.ApplyToColumns(a_, l + 1, top, std::min(n_, top + kStrip - 1));
         }
         const int strip = StripOf(k + 1);
-        for (int top = 1; top < strip; top += kStrip) CatchUp(top);
-        for (int top = strip + kStrip; top <= n_; top += kStrip) Finish(top);
+        int top = 1;
+        for (; top + kTwo < strip; top += kTwo) CatchUp(top, kTwo);
+        for (; top < strip; top += kStrip) CatchUp(top, kStrip, CaughtUp(top, k));
+        for (top = strip + kStrip; top + kStrip <= n_; top += kTwo) {
+            // The second of two strips first as far as the first one is.
+            ReflectStrip(top + kStrip, kStrip, Since(top + kStrip), Since(top), false);
+            ReflectStrip(top, kTwo, Since(top), columns_.size(), false);
+        }
+        if (top <= n_) ReflectStrip(top, kStrip, Since(top), columns_.size(), false);
         const std::size_t begin = FirstIn(0);
         if (!z_ || begin >= columns_.size()) return;
         lists_.push_back(
@@ -215,7 +225,7 @@ class Reduction {
     }
 
   private:
-    static constexpr int kStrip = RowMajor::kStrip;
+    static constexpr int kStrip = RowMajor::kStrip, kTwo = 2 * kStrip;
 
     const QzKernels& kernels_ = QzKernelsOf(ChosenKernels());
     int n_;
@@ -241,17 +251,26 @@ class Reduction {
         return begin;
     }
 
-    // All reflections of columns so far.
-    void CatchUp(int top) { ReflectStrip(top, 0, true); }
-    // Those of a since the strip's rows were reflected themselves, by l = top − 1 last.
-    void Finish(int top) { ReflectStrip(top, static_cast<std::size_t>(n_ - top), false); }
+    // All reflections of columns so far, but for those that some rows have seen already.
+    void CatchUp(int top, int nrows, std::size_t from = 0) {
+        ReflectStrip(top, nrows, from, columns_.size(), true);
+    }
+    // How many a strip saw when the one below it was reached, by a loop that is at row l.
+    std::size_t CaughtUp(int top, int l) const {
+        const int below = top + kTwo - 1;
+        return below % kTwo == 0 && l < below && below < n_
+                   ? static_cast<std::size_t>(n_ - 1 - below)
+                   : 0;
+    }
+    // The first of those since a strip's rows were reflected themselves, by l = top − 1 last.
+    std::size_t Since(int top) const { return static_cast<std::size_t>(n_ - top); }
 
-    void ReflectStrip(int top, std::size_t from, bool withB) {
+    void ReflectStrip(int top, int nrows, std::size_t from, std::size_t end, bool withB) {
         const std::size_t begin = FirstIn(from);
-        if (begin >= columns_.size()) return;
+        if (begin >= end) return;
         const int last = n_ - static_cast<int>(begin);
         kernels_.reflectDownRows(a_.Stride(), &a_(top, last), withB ? &b_(top, last) : nullptr,
-                                 static_cast<long long>(columns_.size() - begin),
+                                 nrows, static_cast<long long>(end - begin),
                                  columns_.data() + begin);
     }
 };

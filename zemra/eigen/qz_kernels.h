@@ -46,11 +46,11 @@ struct QzKernels {
     /// three elements behind the last column may change too.
     void (*chaseBulge)(const QzSweep& sweep);
 
-    /// Takes four rows, a stride apart, of two row-major matrices, or of a alone when b is
-    /// null, through reflections of neighbouring columns, each one column before the last. The
-    /// elements are those of the first reflection's last column.
-    void (*reflectDownRows)(long long stride, double* a, double* b, long long count,
-                            const Reflection2* reflections);
+    /// Takes nrows rows, four or eight, a stride apart, of two row-major matrices, or of a
+    /// alone when b is null, through reflections of neighbouring columns, each one column
+    /// before the last. The elements are those of the first reflection's last column.
+    void (*reflectDownRows)(long long stride, double* a, double* b, long long nrows,
+                            long long count, const Reflection2* reflections);
 
     /// Takes nrows rows of a column-major matrix through them; z is that column.
     void (*reflectDownColumns)(long long nrows, long long stride, double* z, long long count,

@@ -166,16 +166,23 @@ struct Window {
         c0 = next;
         return done;
     }
-
-    ZEMRA_INLINE void PassBlock(const SweepStep* steps, Block& block) {
-        block.c0 = Pass(steps[0], block.c0);
-        block.c1 = Pass(steps[1], block.c1);
-#ifdef __AVX2__
-        block.c2 = Pass(steps[2], block.c2);
-        block.c3 = Pass(steps[3], block.c3);
-#endif
-    }
 };
+
+// Through as many steps as there are lanes; two at a time, whose operations overlap.
+template <bool kIsWide>
+ZEMRA_INLINE void PassBlocks(const SweepStep* steps, Window<Lanes, kIsWide>& inA, Block& a,
+                             Window<Lanes, kIsWide>& inB, Block& b) {
+    a.c0 = inA.Pass(steps[0], a.c0);
+    b.c0 = inB.Pass(steps[0], b.c0);
+    a.c1 = inA.Pass(steps[1], a.c1);
+    b.c1 = inB.Pass(steps[1], b.c1);
+#ifdef __AVX2__
+    a.c2 = inA.Pass(steps[2], a.c2);
+    b.c2 = inB.Pass(steps[2], b.c2);
+    a.c3 = inA.Pass(steps[3], a.c3);
+    b.c3 = inB.Pass(steps[3], b.c3);
+#endif
+}
 
 template <bool kIsWide>
 void SweepStrip(Long stride, double* a, double* b, Long count, const SweepStep* steps) {
@@ -188,8 +195,7 @@ void SweepStrip(Long stride, double* a, double* b, Long count, const SweepStep* 
     for (; k + kLanes <= count; k += kLanes) {
         Block ofA = Block::From(a + k + kAhead, stride);
         Block ofB = Block::From(b + k + kAhead, stride);
-        inA.PassBlock(steps + k, ofA);
-        inB.PassBlock(steps + k, ofB);
+        PassBlocks(steps + k, inA, ofA, inB, ofB);
         ofA.To(a + k, stride);
         ofB.To(b + k, stride);
     }
@@ -226,47 +232,58 @@ ZEMRA_INLINE V PassDown(const Reflection2& r, V& last, V previous) {
     return done;
 }
 
-ZEMRA_INLINE void PassBlockDown(const Reflection2* r, Lanes& last, Block& block) {
+template <int kStrips>
+ZEMRA_INLINE void PassBlocksDown(const Reflection2* r, Lanes (&last)[kStrips],
+                                 Block (&blocks)[kStrips]) {
 #ifdef __AVX2__
-    block.c3 = PassDown(r[0], last, block.c3);
-    block.c2 = PassDown(r[1], last, block.c2);
-    block.c1 = PassDown(r[2], last, block.c1);
-    block.c0 = PassDown(r[3], last, block.c0);
+    for (int s = 0; s < kStrips; ++s) blocks[s].c3 = PassDown(r[0], last[s], blocks[s].c3);
+    for (int s = 0; s < kStrips; ++s) blocks[s].c2 = PassDown(r[1], last[s], blocks[s].c2);
+    for (int s = 0; s < kStrips; ++s) blocks[s].c1 = PassDown(r[2], last[s], blocks[s].c1);
+    for (int s = 0; s < kStrips; ++s) blocks[s].c0 = PassDown(r[3], last[s], blocks[s].c0);
 #else
-    block.c1 = PassDown(r[0], last, block.c1);
-    block.c0 = PassDown(r[1], last, block.c0);
+    for (int s = 0; s < kStrips; ++s) blocks[s].c1 = PassDown(r[0], last[s], blocks[s].c1);
+    for (int s = 0; s < kStrips; ++s) blocks[s].c0 = PassDown(r[1], last[s], blocks[s].c0);
 #endif
 }
 
-template <bool kIsTwo>
-void ReflectDownStrip(Long stride, double* a, double* b, Long count, const Reflection2* r) {
-    Lanes ofA = Gather(a, stride), ofB{};
-    if (kIsTwo) ofB = Gather(b, stride);
+// Several strips of as many rows as there are lanes, so that their reflections overlap.
+template <int kStrips>
+ZEMRA_INLINE void ReflectDownStrips(Long stride, double* const (&strips)[kStrips], Long count,
+                                    const Reflection2* r) {
+    Lanes last[kStrips];
+    for (int s = 0; s < kStrips; ++s) last[s] = Gather(strips[s], stride);
     Long k = 0;
     for (; k + kLanes <= count; k += kLanes) {
-        Block blockA = Block::From(a - k - kLanes, stride), blockB;
-        PassBlockDown(r + k, ofA, blockA);
-        if (kIsTwo) {
-            blockB = Block::From(b - k - kLanes, stride);
-            PassBlockDown(r + k, ofB, blockB);
-        }
-        blockA.To(a - k - kLanes + 1, stride);
-        if (kIsTwo) blockB.To(b - k - kLanes + 1, stride);
+        Block blocks[kStrips];
+        for (int s = 0; s < kStrips; ++s)
+            blocks[s] = Block::From(strips[s] - k - kLanes, stride);
+        PassBlocksDown(r + k, last, blocks);
+        for (int s = 0; s < kStrips; ++s) blocks[s].To(strips[s] - k - kLanes + 1, stride);
     }
-    for (; k < count; ++k) {
-        Scatter(a - k, stride, PassDown(r[k], ofA, Gather(a - k - 1, stride)));
-        if (kIsTwo) Scatter(b - k, stride, PassDown(r[k], ofB, Gather(b - k - 1, stride)));
-    }
-    Scatter(a - k, stride, ofA);
-    if (kIsTwo) Scatter(b - k, stride, ofB);
+    for (; k < count; ++k)
+        for (int s = 0; s < kStrips; ++s)
+            Scatter(strips[s] - k, stride,
+                    PassDown(r[k], last[s], Gather(strips[s] - k - 1, stride)));
+    for (int s = 0; s < kStrips; ++s) Scatter(strips[s] - k, stride, last[s]);
 }
 
-void ReflectDownRows(Long stride, double* a, double* b, Long count, const Reflection2* r) {
-    for (Long row = 0; row < 4; row += kLanes)
+void ReflectDownRows(Long stride, double* a, double* b, Long nrows, Long count,
+                     const Reflection2* r) {
+    const Long step = kLanes * stride;
+    Long row = 0;
+    for (; row + 2 * kLanes <= nrows; row += 2 * kLanes) {
+        double* const p = a + row * stride;
+        double* const q = b + row * stride;
         if (b)
-            ReflectDownStrip<true>(stride, a + row * stride, b + row * stride, count, r);
+            ReflectDownStrips<4>(stride, {p, q, p + step, q + step}, count, r);
         else
-            ReflectDownStrip<false>(stride, a + row * stride, nullptr, count, r);
+            ReflectDownStrips<2>(stride, {p, p + step}, count, r);
+    }
+    for (; row < nrows; row += kLanes)
+        if (b)
+            ReflectDownStrips<2>(stride, {a + row * stride, b + row * stride}, count, r);
+        else
+            ReflectDownStrips<1>(stride, {a + row * stride}, count, r);
 }
 
 void ReflectDownColumns(Long nrows, Long stride, double* z, Long count, const Reflection2* r) {
