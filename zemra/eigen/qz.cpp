@@ -10,7 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "zemra/eigen/eigen_kernels.h"
+#include "zemra/eigen/flat_matrix.h"
 #include "zemra/eigen/qz_kernels.h"
+#include "zemra/eigen/schur_vectors.h"
 #include "zemra/matrix/kernels.h"
 
 namespace ZEMRA::Vibration {
@@ -629,6 +632,9 @@ std::array<Complex, 2> Solve(const BlockRows<Complex>& m, double epsb) {
     return {upper, lower};
 }
 
+double LargerPart(double x) { return std::abs(x); }
+double LargerPart(const Complex& x) { return std::max(std::abs(x.real()), std::abs(x.imag())); }
+
 // Back-substitution for the vector of one eigenvalue (of a pair the first one), α/β, whose
 // diagonal block ends in row en. The rows above are solved from the bottom up; each solved
 // component is taken into the rows that remain, which runs along the columns.
@@ -667,13 +673,13 @@ class BackSubstitution {
                 const auto [upper, lower] = Solve(rows, epsb_);
                 Set(i, lower);
                 Set(i - 1, upper);
-                KeepInRange(std::max(std::abs(upper), std::abs(lower)));
+                KeepInRange(std::max(LargerPart(upper), LargerPart(lower)));
                 i -= 2;
             } else {
                 const T w = Coefficient(i, i);
                 const T value = -At(r_, i) / (w == T(0) ? T(epsb_) : w);
                 Set(i, value);
-                KeepInRange(std::abs(value));
+                KeepInRange(LargerPart(value));
                 --i;
             }
         }
@@ -735,10 +741,14 @@ void SolveVectors(int n, OneBasedInput a, OneBased b, double epsb, const double*
 
 // z = z·b for the upper triangular b.
 void TransformBack(int n, OneBased b, OneBased z) {
-    for (int j = n; j >= 1; --j) {
-        Scale(n, b(j, j), z.Column(j));
-        for (int k = 1; k < j; ++k) AddScaled(n, b(k, j), z.Column(k), z.Column(j));
+    const PaddedMatrices padded(n, 3);
+    const FlatMatrix<double> Z = padded(0), Y = padded(1), V = padded(2);
+    for (int j = 1; j <= n; ++j) {
+        std::copy_n(z.Column(j), n, Z.Column(j - 1));
+        std::copy_n(b.Column(j), j, Y.Column(j - 1));
     }
+    BackTransform(Z, Y, V, &EigenKernelsOf(ChosenKernels()));
+    for (int j = 1; j <= n; ++j) std::copy_n(V.Column(j - 1), n, z.Column(j));
 }
 
 void Normalise(int n, const double* alfi, OneBased z) {
