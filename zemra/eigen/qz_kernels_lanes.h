@@ -453,8 +453,8 @@ class BulgeChase {
     const QzSweep& s_;
     Long ld_;
 
-    // The rows from this one on are changed by step k at once: in steps 4·s − 1 … 4·s + 2 all
-    // but s strips.
+    // The rows from this one on are changed by step k at once. Steps 4·s − 1 … 4·s + 2 leave
+    // out s strips.
     static Long FirstRowAtOnce(Long k) { return (k + 1) / 4 * 4; }
 
     // During step k a quarter of the strips above the four steps before it goes through those.
