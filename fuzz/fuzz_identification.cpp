@@ -14,6 +14,8 @@ std::uint64_t Fuzz::Play(const std::uint8_t* data, std::size_t size) {
     ByteStream in(data, size);
     Digest digest;
     const int rows = in.Choice(8), columns = in.Rarely() ? in.Choice(6) : 4;
+    const int elements = rows * columns;
+    const auto count = static_cast<std::size_t>(elements);
     std::vector<double> measured;
     if (in.Flag()) {  // measured on an element
         const std::vector<double> p = in.Numbers(6, !in.Rarely());
@@ -23,9 +25,9 @@ std::uint64_t Fuzz::Play(const std::uint8_t* data, std::size_t size) {
                                                              ZmAPI_Matrix(1, &w), true);
             measured.insert(measured.end(), {1.0, f, H.Value(0, 0), H.Value(0, 1)});
         }
-        measured.resize(static_cast<std::size_t>(rows * columns));
+        measured.resize(count);
     } else {
-        measured = in.Numbers(static_cast<std::size_t>(rows * columns), !in.Rarely());
+        measured = in.Numbers(count, !in.Rarely());
     }
     const ZmAPI_Matrix p =
         ZmAPI_ToolBox::FDElementID(ZmAPI_Matrix(measured.data(), rows, columns));

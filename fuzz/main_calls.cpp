@@ -69,7 +69,8 @@ ZmAPI_Matrix Chain(int masses, bool tied) {
     const int n = 2 * masses;
     std::vector<double> a(static_cast<std::size_t>(n * n));
     const auto at = [&](int i, int j) -> double& {
-        return a[static_cast<std::size_t>(i + j * n)];
+        const int place = i + j * n;
+        return a[static_cast<std::size_t>(place)];
     };
     for (int i = 0; i < masses; ++i) {
         at(i, masses + i) = 1;
@@ -203,6 +204,7 @@ void AddQueries(std::vector<MainCall>& calls, const std::array<const char*, 8>& 
         S copy(s);
         S assigned(copy);
         assigned = s;
+        copy = assigned;
         for (const char which : {'A', 'B', 'C', 'D'}) a.Add(assigned.ModalMatrix(which));
         a.Add(copy.Actuator(0).Evaluate(1.0));
         a.Add(assigned.FrequencyResponse(Frequencies(2)));

@@ -181,8 +181,9 @@ TYPED_TEST(Elimination, GivesTheSameInverseInLanesToTheLastBit) {
     using Inverses = MatrixInverse2D<TypeParam>;
     // Zeros may differ in their sign.
     const auto isSame = [](double a, double b) { return a == b || (a != a && b != b); };
-    for (const auto& [name, A] : InvertedMatrices<TypeParam>()) {
+    for (const auto& [name, matrix] : InvertedMatrices<TypeParam>()) {
         SCOPED_TRACE(name);
+        const Matrix2D<TypeParam>& A = matrix;  // a lambda may not capture a binding everywhere
         Matrix2D<TypeParam> expected, X;
         EXPECT_EQ(ErrorText([&] { X = Inverses::Inverse(A); }),
                   ErrorText([&] { expected = Inverses::InverseByElimination(A); }));
