@@ -30,6 +30,8 @@ Actuator Channel(Excitation& source, int channel, bool psd,
 }
 
 struct Driven {
+    explicit Driven(const Model& givenModel) : model(givenModel) {}
+
     Model model;
     Excitation excitation{Amplitude};
     Actuators actuators{excitation, Inputs(static_cast<std::size_t>(model.B.cols()), {0, 'F'})};
