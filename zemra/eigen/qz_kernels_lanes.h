@@ -433,7 +433,7 @@ class BulgeChase {
                 making.Root();
                 making.Divide();
                 QuarterOfStrips(k);
-                for (int part = 0; part < kParts; ++part) PartOfZ(k, part);
+                StepOfZ(k);
             } else if (N == 2 || isLast) {
                 making = Step<2>(k, rows);
             } else {
@@ -444,9 +444,9 @@ class BulgeChase {
         if (k == s_.l) return;
         FinishStrips(k);
         if (k == s_.en)
-            ColumnsOfZ<2>(k - 1, 0, s_.rowsOfZ);
+            ColumnsOfZ<2>(k - 1);
         else
-            ColumnsOfZ<N>(k - 1, 0, s_.rowsOfZ);
+            ColumnsOfZ<N>(k - 1);
     }
 
   private:
@@ -478,20 +478,17 @@ class BulgeChase {
                       s_.b + 4 * strip * ld_ + begin, end - begin, s_.steps + (begin - s_.l));
     }
 
-    // During step k the rows of z, in parts, go through the step before it.
-    static constexpr int kParts = 6;
-    ZEMRA_INLINE void PartOfZ(Long k, int part) const {
-        if (k == s_.l) return;
-        const Long rows = (s_.rowsOfZ + kParts * kLanes - 1) / (kParts * kLanes) * kLanes;
-        const Long end = (part + 1) * rows;
-        ColumnsOfZ<N>(k - 1, part * rows, end < s_.rowsOfZ ? end : s_.rowsOfZ);
+    // During step k z goes through the one before.
+    ZEMRA_INLINE void StepOfZ(Long k) const {
+        if (k > s_.l) ColumnsOfZ<N>(k - 1);
     }
     template <int M>
-    ZEMRA_INLINE void ColumnsOfZ(Long k, Long begin, Long end) const {
+    ZEMRA_INLINE void ColumnsOfZ(Long k) const {
         const SweepStep step = s_.steps[k - s_.l];
         const Long stride = s_.strideOfZ;
         double *const x = s_.z + k * stride, *const y = x + stride, *const z = y + stride;
-        Long i = begin;
+        const Long end = s_.rowsOfZ;
+        Long i = 0;
         for (; i + kLanes <= end; i += kLanes) {
             Lanes xi = Load(x + i), yi = Load(y + i);
             if constexpr (M == 3) {
@@ -588,7 +585,6 @@ class BulgeChase {
             ReflectColumnsTo<M>(near, rows, b);
             ReflectRowsFrom<M>(rows, far, rowOfB);
             making.Divide();
-            PartOfZ(k, 0);
             const Reflection3 wide = making.Finished();
             step.wide = wide;
             ReflectRow<3>(wide, row);
@@ -614,12 +610,9 @@ class BulgeChase {
         if constexpr (M == 2) {
             ReflectColumnsTo<M>(near, rows, b);
             ReflectRowsFrom<M>(rows, far, rowOfB);
-            PartOfZ(k, 0);
         }
         QuarterOfStrips(k);
-        PartOfZ(k, 1);
         making.Divide();
-        PartOfZ(k, 2);
         const Reflection3 narrow = making.Finished();
         step.narrow = {narrow.u1, narrow.v0, narrow.v1};
         double x[3] = {};
@@ -636,10 +629,8 @@ class BulgeChase {
         next.Root();
         ReflectColumnsTo<M>(near, rows, a);
         ReflectRowsFrom<M>(rows, far, rowOfA);
-        PartOfZ(k, 3);
+        StepOfZ(k);
         next.Divide();
-        PartOfZ(k, 4);
-        PartOfZ(k, 5);
         return next;
     }
 };
