@@ -79,7 +79,9 @@ TEST(Matrices, KeepRowsAndSlotsApartFromWhatIsMovedOutAndIn) {
         slot = std::move(stack.Slot(1));
         m.Row(0) = Matrix1D<double>(3, 9.0);
         m.Row(1) = Matrix1D<double>(2, 8.0);  // too short, like the next slot
-        stack.Slot(0) = Matrix2D<double>(1, 2, 7.0);
+        Matrix2D<double> smaller(1, 2, 7.0);
+        stack.Slot(0) = std::move(smaller);
+        EXPECT_THAT(Rows(Matrix2D<double>(smaller)), testing::IsEmpty());
         stack.Slot(1) = OneToSix();
         stack.Slot(1).Piviot(0, 1);
         stack.Slot(2).Row(1) = std::move(stack.Slot(1).Row(1));

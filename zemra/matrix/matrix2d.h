@@ -54,7 +54,10 @@ class Matrix2D final : public Matrix {
     Matrix2D& operator=(Matrix2D&& other) {
         if (other.IsSlot() || (IsSlot() && nrows_ == other.nrows_ && ncols_ == other.ncols_))
             return *this = std::as_const(other);
-        rows_.GiveBack();
+        if (IsSlot()) {
+            rows_.GiveBack();
+            nrows_ = ncols_ = 0;
+        }
         std::swap(elements_, other.elements_);
         rows_.Exchange(other.rows_);
         std::swap(nrows_, other.nrows_);
