@@ -268,6 +268,7 @@ TEST(KinematicSystem, SaysSoWhereNoForceGivesTheMotion) {
     };
     for (const auto& [model, inputs, at, printed] :
          {Case{Oscillator(4, 0.1), {{0, 'V'}}, 0, 0},             // stands still there
+          Case{DampedChain(10), {{9, 'V'}, {0, 'F'}}, 0, 0},      // a sweep rounds that
           Case{MassOnPlatform(5), {{1, 'D'}, {1, 'D'}}, 1, 0},    // one motion twice
           Case{Oscillator(4, 0), {{0, 'D'}, {0, 'F'}}, 2, 1}}) {  // no response at all
         const double w = at;

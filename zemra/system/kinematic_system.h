@@ -76,6 +76,11 @@ class KinematicSystem : public System {
     std::unique_ptr<ForceSystem> joint_;  // the outputs of both, or null
     std::vector<int> kinematic_;          // the inputs that prescribe a motion, in order
 
+    // The frequencies of the constraint model's last transfer function that a sweep has
+    // answered well enough for G to be inverted. At the others both models are solved by
+    // themselves.
+    std::vector<char> swept_;
+
     int Input(int motion) const { return kinematic_[static_cast<std::size_t>(motion)]; }
     Matrix2D<Complex> SolveAt(double w) override;
 
@@ -84,14 +89,26 @@ class KinematicSystem : public System {
         std::vector<char> solved;  // empty: the models are to be asked
         Matrix3D<Complex> H;
     };
+    // G⁻¹ at every frequency.
+    struct UnitForces {
+        Matrix3D<Complex> Ginv;
+        std::vector<char> swept;
+    };
+    struct UnitForcesAt {
+        Matrix2D<Complex> G, Ginv;
+        bool swept;
+    };
     Together AskForOutputs(const Matrix1D<double>& w);
+    UnitForces UnitMotionForces(const Matrix1D<double>& w, const Together& together);
+    UnitForces UnitMotionForces(const Matrix1D<double>& w);
+    UnitForcesAt UnitMotionForces(double w);
+    UnitForces SolveForMotions(const Matrix1D<double>& w, const Together& together);
     const Matrix3D<Complex>& ForceTransferFunction(const Matrix1D<double>& w,
-                                                   Together&& together);
-    const Matrix3D<Complex>& MotionTransferFunction(const Matrix1D<double>& w,
-                                                    const Together& together);
-    const Matrix3D<Complex>& ForceStates(const Matrix1D<double>& w);
-    Matrix3D<Complex> UnitMotionForces(const Matrix1D<double>& w, const Together& together);
-    Matrix3D<Complex> UnitMotionForces(const Matrix1D<double>& w);
+                                                   Together&& together,
+                                                   const std::vector<char>& swept);
+    const Matrix3D<Complex>& ForceStates(const Matrix1D<double>& w,
+                                         const std::vector<char>& swept);
+    Matrix2D<Complex> ForceResponseAt(double w, bool swept);
     void FromForceToKinematic(const Matrix2D<Complex>& Ginv, Matrix2D<Complex>& H) const;
     Matrix3D<Complex> FromForceToKinematic(const Matrix3D<Complex>& Ginv,
                                            const Matrix3D<Complex>& T) const;
