@@ -81,6 +81,7 @@ TEST(Matrices, KeepRowsAndSlotsApartFromWhatIsMovedOutAndIn) {
         m.Row(1) = Matrix1D<double>(2, 8.0);  // too short, like the next slot
         Matrix2D<double> smaller(1, 2, 7.0);
         stack.Slot(0) = std::move(smaller);
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.Move, bugprone-use-after-move)
         EXPECT_THAT(Rows(Matrix2D<double>(smaller)), testing::IsEmpty());
         stack.Slot(1) = OneToSix();
         stack.Slot(1).Piviot(0, 1);
