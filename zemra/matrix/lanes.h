@@ -86,6 +86,10 @@ struct Twofold {
         const T p = a.high * b;
         Add(p, ProductError(a.high, b, p) + a.low * b);
     }
+    void AddProduct(const Twofold& a, const Twofold& b) {
+        const T p = a.high * b.high;
+        Add(p, ProductError(a.high, b.high, p) + (a.low * b.high + a.high * b.low));
+    }
 };
 
 }  // namespace

@@ -27,10 +27,19 @@ constexpr double kSureAbsolute = 1e-15;
 // What the largest error over the frequencies may be, as part of the largest magnitude in its
 // row of the result.
 constexpr double kTolerance = 1e-13;
-// Where the bound u·‖M‖·‖C·M⁻¹‖·‖M⁻¹·B‖ of the reduced road's errors exceeds that, they are
+constexpr double kRounding = std::numeric_limits<double>::epsilon() / 2;  // u
+// Where the bound u·‖|M|‖·‖C·M⁻¹‖·‖M⁻¹·B‖ of the reduced road's errors exceeds that, they are
 // measured: the elements of H are changed by this part of themselves, those of Q by this part
-// of 1, some ten times their errors, and the answers must agree within this multiple.
-constexpr double kChange = 0x1p-50;
+// of 1, some ten times their errors, and the answers must agree within that. Where the bound
+// exceeds this multiple of it a second change must agree, too, since one may happen to do
+// little.
+constexpr double kChange = 0x1p-50, kChangeOfQ = 0x1p-51;
+constexpr double kDoubtful = 10.0;
+// A frequency whose answer moves by more is solved again and corrected by its residual, until
+// what is left, no more than this multiple of u·‖M‖·‖M⁻¹‖ of the last correction, is this part
+// of the solution. Then only Q is changed, and the answers must agree within this multiple.
+constexpr double kLeft = 1e3;
+constexpr double kNothing = 1e-3 * kRounding;
 constexpr double kMultiple = 2.0;
 // A magnitude so many times the bound of its own error is no mere error; the distances that the
 // bound is made of are estimates.
@@ -89,15 +98,17 @@ std::vector<double> Balance(Matrix2D<double>& A) {
 // Numbers at a multiple of a cache line.
 class Workspace {
   public:
-    explicit Workspace(long long size) : numbers_(static_cast<std::size_t>(size) + kLine) {}
+    explicit Workspace(long long size)
+        : numbers_(std::make_unique_for_overwrite<double[]>(static_cast<std::size_t>(size) +
+                                                            kLine)) {}
     double* Data() {
-        const auto address = reinterpret_cast<std::uintptr_t>(numbers_.data());
-        return numbers_.data() + (kLine - address / sizeof(double) % kLine) % kLine;
+        const auto address = reinterpret_cast<std::uintptr_t>(numbers_.get());
+        return numbers_.get() + (kLine - address / sizeof(double) % kLine) % kLine;
     }
 
   private:
     static constexpr std::size_t kLine = 8;
-    std::vector<double> numbers_;
+    std::unique_ptr<double[]> numbers_;
 };
 
 // What a chunk is cut from; frequencies are solved in any order and number.
@@ -108,47 +119,73 @@ struct Problem {
     bool transposed;
 };
 
+// What the refinement of solutions asks for besides.
+struct Refinement {
+    const double* aLow;
+    long long aLowStride;
+    double enough;
+    const Problem& changed;
+    Matrix3D<Complex>& answers;  // of the changed problem
+};
+
+// Puts lane l of a chunk's results into a slot.
+void Scatter(const Problem& problem, const double* h, int lanes, std::size_t l,
+             Matrix2D<Complex>& slot) {
+    const Matrix2D<double>* const D = problem.D;
+    const double* from = h + l;
+    for (int i = 0; i < problem.rows; ++i)
+        for (int j = 0; j < problem.m; ++j, from += 2 * lanes) {
+            const Complex value(from[0], from[lanes]);
+            Complex& to = problem.transposed ? slot(j, i) : slot(i, j);
+            to = D ? value + (problem.transposed ? (*D)(j, i) : (*D)(i, j)) : value;
+        }
+}
+
 // Solves the frequencies of a list, chunk by chunk. distances are those of the list.
-std::vector<double> Solve(const Problem& problem, bool reduced, const SweepKernels& kernels,
+std::vector<double> Solve(const Problem& problem, const ChunkKernel& kernel,
                           const Matrix1D<double>& w, const std::vector<int>& list,
-                          Matrix3D<Complex>& result) {
-    const auto& [n, m, p, rows, a, b, D, transposed] = problem;
-    const std::ptrdiff_t lanes = reduced ? kernels.reducedLanes : kernels.denseLanes;
-    Workspace work(reduced ? kernels.reducedWork(n, m, p) : kernels.denseWork(n, m));
-    Workspace h(2 * lanes * rows * m);
-    const auto chunkSize = static_cast<std::size_t>(lanes);
-    std::vector<double> frequencies(chunkSize), chunkDistances(chunkSize),
-        distances(list.size());
-    std::vector<int> indices(reduced ? 0 : Index(n + m));
+                          Matrix3D<Complex>& result, const Refinement* refinement = nullptr) {
+    const int n = problem.n, m = problem.m;
+    const auto lanes = static_cast<std::size_t>(kernel.lanes);
+    const long long results = 2LL * kernel.lanes * problem.rows * m;
+    Workspace work(kernel.work(n, m, problem.p)), h(results),
+        hChanged(refinement ? results : 0);
+    std::vector<double> frequencies(lanes), chunkDistances(lanes), distances(list.size());
+    std::vector<int> indices(Index(n + m));
     const int stride = (n + 31) / 32 * 32;
-    std::vector<unsigned char> nonzero(reduced ? 0 : Index(n) * Index(stride));
-    const SweepChunk chunk{n,
-                           m,
-                           p,
-                           a.data(),
-                           b.data(),
-                           frequencies.data(),
-                           h.Data(),
-                           chunkDistances.data(),
-                           work.Data(),
-                           indices.data(),
-                           nonzero.data(),
-                           stride};
-    for (std::size_t begin = 0; begin < list.size(); begin += chunkSize) {
-        const std::size_t count = std::min(list.size() - begin, chunkSize);
-        for (std::size_t l = 0; l < chunkSize; ++l)
+    std::vector<unsigned char> nonzero(Index(n) * Index(stride));
+    SweepChunk chunk{};
+    chunk.n = n;
+    chunk.m = m;
+    chunk.p = problem.p;
+    chunk.a = problem.a.data();
+    chunk.b = problem.b.data();
+    chunk.w = frequencies.data();
+    chunk.h = h.Data();
+    chunk.distance = chunkDistances.data();
+    chunk.work = work.Data();
+    chunk.indices = indices.data();
+    chunk.nonzero = nonzero.data();
+    chunk.stride = stride;
+    if (refinement) {
+        chunk.aLow = refinement->aLow;
+        chunk.aLowStride = refinement->aLowStride;
+        chunk.enough = refinement->enough;
+        chunk.aChanged = refinement->changed.a.data();
+        chunk.bChanged = refinement->changed.b.data();
+        chunk.hChanged = hChanged.Data();
+    }
+    for (std::size_t begin = 0; begin < list.size(); begin += lanes) {
+        const std::size_t count = std::min(list.size() - begin, lanes);
+        for (std::size_t l = 0; l < lanes; ++l)
             frequencies[l] = w(list[begin + std::min(l, count - 1)]);
-        (reduced ? kernels.solveReduced : kernels.solveDense)(chunk);
+        kernel.solve(chunk);
         for (std::size_t l = 0; l < count; ++l) {
+            const int k = list[begin + l];
             distances[begin + l] = chunkDistances[l];
-            Matrix2D<Complex>& slot = result.Slot(list[begin + l]);
-            const double* from = chunk.h + l;
-            for (int i = 0; i < rows; ++i)
-                for (int j = 0; j < m; ++j, from += 2 * lanes) {
-                    const Complex value(from[0], from[lanes]);
-                    Complex& to = transposed ? slot(j, i) : slot(i, j);
-                    to = D ? value + (transposed ? (*D)(j, i) : (*D)(i, j)) : value;
-                }
+            Scatter(problem, chunk.h, kernel.lanes, l, result.Slot(k));
+            if (refinement)
+                Scatter(problem, chunk.hChanged, kernel.lanes, l, refinement->answers.Slot(k));
         }
     }
     return distances;
@@ -266,26 +303,27 @@ class ReducedAnswers {
                     D,
                     transposed};
         bounds_ = ErrorBounds(reduced.Scale(), inputs, C ? &outputs : nullptr, transposed);
-        distances_ = Solve(problem_, true, kernels, w, list, result);
+        distances_ = Solve(problem_, kernels.reduced, w, list, result);
         ClearUnconnected();
         FindNearlySingular();
         FindLargest();
     }
 
     /// Flags those that are certain and returns the others.
-    std::vector<int> Judge(std::vector<char>& sure) const {
+    std::vector<int> Judge(std::vector<char>& sure) {
         const double weight = ErrorWeight();
-        std::vector<int> others, sensitive;
+        std::vector<std::size_t> sensitive;  // their places in the list
         for (std::size_t l = 0; l < list_.size(); ++l) {
-            if (nearlySingular_[l])
-                others.push_back(list_[l]);
-            else if (weight * Amplification(l) > kTolerance)
-                sensitive.push_back(list_[l]);
-            else
+            if (nearlySingular_[l]) continue;
+            if (weight * Amplification(l) <= kTolerance)
                 sure[Index(list_[l])] = 1;
+            else
+                sensitive.push_back(l);
         }
-        Measure(sensitive, sure, others);
-        std::sort(others.begin(), others.end());
+        Refine(Measure(sensitive, weight, sure), sure);
+        std::vector<int> others;
+        for (const int k : list_)
+            if (!sure[Index(k)]) others.push_back(k);
         return others;
     }
 
@@ -309,11 +347,13 @@ class ReducedAnswers {
     // ‖M‖, at most.
     double Norm(std::size_t l) const { return reduced_.Norm() + std::fabs(w_(list_[l])); }
 
-    // u·‖M‖·‖M⁻¹‖², by which a rounding error relative to ‖M‖ comes into the answer.
-    double Amplification(std::size_t l) const {
-        return std::numeric_limits<double>::epsilon() / 2 * Norm(l) /
-               (distances_[l] * distances_[l]);
+    // u·‖|M|‖·‖M⁻¹‖, by which a rounding of each element of M comes into the solution.
+    double Sensitivity(std::size_t l) const {
+        const double norm = reduced_.NormOfMagnitudes() + std::fabs(w_(list_[l]));
+        return kRounding * norm / distances_[l];
     }
+    // The same into the answer, but for the factors of its bound.
+    double Amplification(std::size_t l) const { return Sensitivity(l) / distances_[l]; }
 
     // Or where something is not finite.
     void FindNearlySingular() {
@@ -369,64 +409,151 @@ class ReducedAnswers {
         return weight;
     }
 
-    // Flags those of the sensitive frequencies that a slight change of H does not change.
-    void Measure(const std::vector<int>& sensitive, std::vector<char>& sure,
-                 std::vector<int>& others) const {
-        if (sensitive.empty()) return;
-        const int count = static_cast<int>(sensitive.size());
-        const Problem changed = Changed();
-        Matrix1D<double> w(count);
-        std::vector<int> all(Index(count));
-        for (int l = 0; l < count; ++l) {
-            w(l) = w_(sensitive[Index(l)]);
-            all[Index(l)] = l;
+    // Some frequencies of the list by themselves, with room for answers.
+    struct Selection {
+        Matrix1D<double> w;
+        std::vector<int> all;
+        Matrix3D<Complex> answers;
+    };
+    Selection Select(const std::vector<std::size_t>& places) const {
+        const int count = static_cast<int>(places.size());
+        Selection some{Matrix1D<double>(count),
+                       std::vector<int>(places.size()),
+                       {count, result_.Size(1), result_.Size(2)}};
+        for (int t = 0; t < count; ++t) {
+            some.w(t) = w_(list_[places[Index(t)]]);
+            some.all[Index(t)] = t;
         }
-        Matrix3D<Complex> answers(count, result_.Size(1), result_.Size(2));
-        Solve(changed, true, kernels_, w, all, answers);
-        for (int l = 0; l < count; ++l) {
-            const int k = sensitive[Index(l)];
-            if (Agree(result_.Slot(k), answers.Slot(l)))
-                sure[Index(k)] = 1;
-            else
-                others.push_back(k);
-        }
+        return some;
     }
 
-    Problem Changed() const {
-        const std::size_t n = Index(problem_.n), m = Index(problem_.m),
-                          ld = n + Index(problem_.p);
-        Problem changed = problem_;
-        std::uint64_t random = 1;
-        const auto change = [&](double& x, double size) {
-            random = random * 6364136223846793005u + 1442695040888963407u;  // Knuth's MMIX
-            x += random >> 63 ? size * kChange : -size * kChange;
-        };
-        for (std::size_t i = 0; i < ld; ++i) {
-            const double size = i < n ? 0.0 : Length(problem_.n, [&](int j) {
-                return problem_.a[Index(j) * ld + i];
-            });
-            for (std::size_t j = 0; j < n; ++j) {
-                double& a = changed.a[j * ld + i];
-                change(a, i < n ? a : size);
+    // Flags those of the frequencies at these places in the list that slight changes of H do
+    // not move and returns the others.
+    std::vector<std::size_t> Measure(std::vector<std::size_t> places, double weight,
+                                     std::vector<char>& sure) const {
+        std::vector<std::size_t> moved;
+        for (const bool first : {true, false}) {
+            if (places.empty()) break;
+            Selection some = Select(places);
+            Solve(Changed(first ? 1 : 2), kernels_.reduced, some.w, some.all, some.answers);
+            std::vector<std::size_t> doubtful;
+            for (const int t : some.all) {
+                const std::size_t l = places[Index(t)];
+                if (!Agree(result_.Slot(list_[l]), some.answers.Slot(t), kTolerance))
+                    moved.push_back(l);
+                else if (first && weight * Amplification(l) > kDoubtful * kTolerance)
+                    doubtful.push_back(l);
+                else
+                    sure[Index(list_[l])] = 1;
             }
+            places = std::move(doubtful);
         }
-        for (std::size_t j = 1; j < m; ++j) {
-            const double size =
-                Length(problem_.n, [&](int i) { return problem_.b[Index(i) * m + j]; });
+        return moved;
+    }
+
+    // Answers the frequencies at these places in the list once more and flags those that are
+    // certain then. Where none of a chunk is, it is the errors of Q that count.
+    void Refine(const std::vector<std::size_t>& places, std::vector<char>& sure) {
+        if (places.empty()) return;
+        const Problem changed = Changed(1);
+        const auto lanes = static_cast<std::ptrdiff_t>(kernels_.refined.lanes);
+        for (auto from = places.begin(); from != places.end();) {
+            const auto to = from + std::min(lanes, places.end() - from);
+            if (!RefineChunk(changed, {from, to}, sure)) return;
+            from = to;
+        }
+    }
+    bool RefineChunk(const Problem& changed, const std::vector<std::size_t>& places,
+                     std::vector<char>& sure) {
+        double left = 0.0;
+        for (const std::size_t l : places) left = std::max(left, kLeft * Sensitivity(l));
+        Selection some = Select(places);
+        Matrix3D<Complex> other = some.answers;
+        const Refinement refinement{reduced_.Low(), reduced_.LowStride(), kNothing / left,
+                                    changed, other};
+        const std::vector<double> moved =
+            Solve(problem_, kernels_.refined, some.w, some.all, some.answers, &refinement);
+        const double weight = ErrorWeight();
+        bool any = false;
+        for (const int t : some.all) {
+            const std::size_t l = places[Index(t)];
+            const double error = kLeft * Sensitivity(l) * moved[Index(t)] / distances_[l];
+            const Matrix2D<Complex>& answer = some.answers.Slot(t);
+            if (!(weight * error <= kTolerance) ||
+                !Agree(answer, other.Slot(t), kMultiple * kTolerance))
+                continue;
+            any = true;
+            sure[Index(list_[l])] = 1;
+            Matrix2D<Complex>& slot = result_.Slot(list_[l]);
+            for (int i = 0; i < slot.Size(0); ++i)
+                for (int j = 0; j < slot.Size(1); ++j)
+                    if (IsConnected(i, j)) slot(i, j) = answer(i, j);
+        }
+        return any;
+    }
+
+    Problem Changed(std::uint64_t seed) const {
+        const std::size_t n = Index(problem_.n), m = Index(problem_.m), p = Index(problem_.p),
+                          ld = n + p;
+        Problem changed = problem_;
+        std::uint64_t state = seed, signs = 0;
+        int left = 0;
+        const auto change = [&](double& x, double size) {
+            if (left-- == 0) {
+                state += 0x9e3779b97f4a7c15u;  // Steele, Lea & Flood, OOPSLA 2014: SplitMix
+                signs = (state ^ state >> 30) * 0xbf58476d1ce4e5b9u;
+                signs = (signs ^ signs >> 27) * 0x94d049bb133111ebu;
+                left = 63;
+            }
+            x += signs & 1 ? size : -size;
+            signs >>= 1;
+        };
+        std::vector<double> sizes(p);
+        for (std::size_t i = 0; i < p; ++i)
+            sizes[i] = kChangeOfQ * Length(problem_.n, [&](int j) {
+                           return problem_.a[Index(j) * ld + n + i];
+                       });
+        for (std::size_t j = 0; j < n; ++j) {
+            double* const column = changed.a.data() + j * ld;
+            for (std::size_t i = 0; i < std::min(j + 2, n); ++i)
+                change(column[i], kChange * column[i]);
+            for (std::size_t i = 0; i < p; ++i) change(column[n + i], sizes[i]);
+        }
+        for (std::size_t j = 0; j < m; ++j) {
+            const double size = kChangeOfQ * Length(problem_.n, [&](int i) {
+                                    return problem_.b[Index(i) * m + j];
+                                });
             for (std::size_t i = 0; i < n; ++i) change(changed.b[i * m + j], size);
         }
         return changed;
     }
 
-    bool Agree(const Matrix2D<Complex>& H, const Matrix2D<Complex>& other) const {
+    bool Agree(const Matrix2D<Complex>& H, const Matrix2D<Complex>& other,
+               double tolerance) const {
         for (int i = 0; i < H.Size(0); ++i)
             for (int j = 0; j < H.Size(1); ++j)
-                if (IsConnected(i, j) && !(std::abs(H(i, j) - other(i, j)) <=
-                                           kMultiple * kTolerance * largest_[Index(i)]))
+                if (IsConnected(i, j) &&
+                    !(std::abs(H(i, j) - other(i, j)) <= tolerance * largest_[Index(i)]))
                     return false;
         return true;
     }
 };
+
+// √(‖H‖₁·‖H‖∞), which ‖|H|‖₂ does not exceed, of n × n, column-major.
+double BoundOfMagnitudes(int n, std::size_t ld, const double* h) {
+    std::vector<double> rows(Index(n));
+    double longest = 0.0;
+    for (int j = 0; j < n; ++j) {
+        double column = 0.0;
+        for (int i = 0; i < n; ++i) {
+            const double magnitude = std::fabs(h[Index(j) * ld + Index(i)]);
+            column += magnitude;
+            rows[Index(i)] += magnitude;
+        }
+        longest = std::max(longest, column);
+    }
+    return std::sqrt(longest * *std::max_element(rows.begin(), rows.end()));
+}
 
 }  // namespace
 
@@ -450,8 +577,7 @@ ReducedStateMatrix::ReducedStateMatrix(const SweepKernels& kernels, const Matrix
     norm_ = std::sqrt(norm_);
     kernels.reduce(n_, static_cast<int>(ld_), h_.data(), first.data(), basis_.data(),
                    work.data());
-    h_.resize(ld_ * Index(n_));
-    h_.shrink_to_fit();
+    normOfMagnitudes_ = std::min(norm_, BoundOfMagnitudes(n_, ld_, h_.data()));
 }
 
 std::vector<double> ReducedStateMatrix::Stack(const Matrix2D<double>* C) const {
@@ -519,7 +645,7 @@ std::vector<char> StateSpaceSweep::Run(const Matrices& model, const Matrix1D<dou
     const Problem problem{
         n, B.Size(1), C ? C->Size(0) : 0, C ? C->Size(0) : n, Stack(A, C), RowMajor(B),
         D, false};
-    const std::vector<double> distances = Solve(problem, false, *kernels_, w, list, result);
+    const std::vector<double> distances = Solve(problem, kernels_->dense, w, list, result);
     for (std::size_t l = 0; l < list.size(); ++l)
         if (distances[l] >= kSureDense && IsFinite(result.Slot(list[l])))
             sure[Index(list[l])] = 1;

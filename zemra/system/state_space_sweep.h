@@ -24,7 +24,13 @@ class ReducedStateMatrix {
     /// (D·Q)⁻¹·B, n × m, row-major; the first column of B is b.
     std::vector<double> Inputs(const Matrix2D<double>& B) const;
 
+    /// What rounding took from the elements of H, n × n, column-major.
+    const double* Low() const { return h_.data() + ld_ * static_cast<std::size_t>(n_); }
+    long long LowStride() const { return static_cast<long long>(ld_); }
+
     double Norm() const { return norm_; }  // ‖D⁻¹·A·D‖, Frobenius
+    /// ‖|H|‖, at most: how large an error that is small beside each element of H can be.
+    double NormOfMagnitudes() const { return normOfMagnitudes_; }
     const std::vector<double>& Scale() const { return scale_; }  // the diagonal of D
 
   private:
@@ -32,7 +38,8 @@ class ReducedStateMatrix {
     std::size_t ld_;
     std::vector<double> scale_;
     double norm_ = 0.0;
-    std::vector<double> h_;
+    double normOfMagnitudes_;
+    std::vector<double> h_;      // H and what rounding took from it
     std::vector<double> basis_;  // D·Q, column-major
 };
 

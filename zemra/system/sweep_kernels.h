@@ -18,10 +18,24 @@ struct SweepChunk {
     double* h;         // p × m results, row-major
     double* distance;  // one per lane: how far from singular, see the kernel
     double* work;      // as many numbers as the kernel asks for
-    // For solveDense alone:
+    // For dense alone:
     int* indices;            // n + m
     unsigned char* nonzero;  // n·stride
     int stride;              // n rounded up to a multiple of 32
+    // For refined alone:
+    const double* aLow;  // n × n, column-major: what A has beyond the numbers of a
+    long long aLowStride;
+    double enough;           // a correction by this part of the solution needs no further one
+    const double* bChanged;  // as b, but for column 0
+    const double* aChanged;  // as a; its C counts
+    double* hChanged;        // as h, of the changed B and C
+};
+
+/// Solves chunks in one of several ways.
+struct ChunkKernel {
+    void (*solve)(const SweepChunk& chunk);
+    int lanes;                               // frequencies of a chunk
+    long long (*work)(int n, int m, int p);  // numbers of work
 };
 
 /// The modes of a block-diagonal A, a or a ± jb where b ≠ 0, and one frequency per lane.
@@ -60,7 +74,8 @@ struct SweepKernels {
     ///
     ///   n      order
     ///   ld     leading dimension: n rounded up to a multiple of 4; rows past n hold zeros
-    ///   a      2·ld·n: A, column-major, and as much zero; H on return, the second half lost
+    ///   a      2·ld·n: A, column-major, and as much zero; H on return, and then what
+    ///          rounding took from it
     ///   b      ld numbers, overwritten; all zero: no condition
     ///   q      ld × n, column-major: the identity, or D for the product D·Q; receives Q
     ///   work   5·ld numbers
@@ -76,19 +91,22 @@ struct SweepKernels {
     /// it is made. The distance is an estimate, from above, of that of j·w·I − A to the next
     /// singular matrix: the smallest of the factor's diagonal and of ‖b‖/‖(j·w·I − A)⁻¹·b‖
     /// over the columns of B.
-    void (*solveReduced)(const SweepChunk& chunk);
+    ChunkKernel reduced;
+
+    /// Solves a chunk as reduced does and then corrects the solution by its residual, in twice
+    /// the precision as A is, until a correction is small enough or the fourth is made; and
+    /// once more for a slightly different B and C. The distance is the length of the last
+    /// correction over that of the solution, summed over the columns of B. About 4·n²·(1 + 2·m)
+    /// multiplications a frequency and n²·m of twice the precision.
+    /// Wilkinson, Rounding Errors in Algebraic Processes (1963), chapter 3.
+    ChunkKernel refined;
 
     /// Solves a chunk with any A by elimination with the pivots of FullPivot, 4/3·n³
     /// multiplications a frequency; A is stored in the same way and not scaled. The structure
     /// of A survives as in the inverse, and so does its accuracy. With p = 0 the solution
     /// itself, n × m, is the result. The distance is the smallest pivot, relative to the
     /// largest element of its column as given, or 1e3 times the pivot if that is less.
-    void (*solveDense)(const SweepChunk& chunk);
-
-    int reducedLanes;  // frequencies of a chunk
-    int denseLanes;
-    long long (*reducedWork)(int n, int m, int p);  // numbers of work
-    long long (*denseWork)(int n, int m);
+    ChunkKernel dense;
 
     /// The elements of (j·w·I − A)⁻¹ of a block-diagonal A, s = jw − a: mode by mode 1/s, or
     /// p = s/(s² + b²) and q = b/(s² + b²) of a pair; behind those of a mode that drives the

@@ -4,6 +4,7 @@
 
 #include "zemra/system/complex_lanes.h"
 #include "zemra/system/modal_kernels_lanes.h"
+#include "zemra/system/refinement_lanes.h"
 #include "zemra/system/sweep_kernels.h"
 
 namespace ZEMRA::Vibration {
@@ -28,54 +29,70 @@ struct TwofoldArray {
 template <typename T>
 Twofold<T> Product(const Twofold<T>& a, const Twofold<T>& b) {
     Twofold<T> product;
-    product.AddProduct(a, b.high);
-    product.low += a.high * b.low;
+    product.AddProduct(a, b);
     return product;
 }
 
 // The sum over begin ≤ i < end, multiples of the lanes, of x[i]·v[i].
-Twofold<double> Dot(Long begin, Long end, TwofoldArray x, const double* v) {
+Twofold<double> Dot(Long begin, Long end, TwofoldArray x, TwofoldArray v) {
     Twofold<Lanes> sums[2];
     Long i = begin;
     for (; i + 2 * kLanes <= end; i += 2 * kLanes) {
-        sums[0].AddProduct(x.At(i), Load(v + i));
-        sums[1].AddProduct(x.At(i + kLanes), Load(v + i + kLanes));
+        sums[0].AddProduct(x.At(i), v.At(i));
+        sums[1].AddProduct(x.At(i + kLanes), v.At(i + kLanes));
     }
-    if (i < end) sums[0].AddProduct(x.At(i), Load(v + i));
+    if (i < end) sums[0].AddProduct(x.At(i), v.At(i));
     Twofold<double> dot;
     for (const auto& sum : sums)
         for (int l = 0; l < kLanes; ++l) dot.Add(sum.high[l], sum.low[l]);
     return dot;
 }
 
-// The reflector I − τ·v·vᵀ. v is made of doubles; τ = 2/(vᵀ·v) to twice the precision keeps the
-// reflector orthogonal to that precision, whatever the rounding of v.
+// The reflector I − τ·v·vᵀ, v and τ = 2/(vᵀ·v) to twice the precision: so it is orthogonal, and
+// so are the zeros zeros that it makes.
 struct Reflector {
     Long begin;  // a multiple of the lanes; v is zero before its first row
-    double* v;
+    TwofoldArray v;
     Twofold<double> tau;
 };
 
-// Makes the reflector that turns rows first … n−1 of x, taken as doubles, into a multiple of
-// their first. False when they are one already.
-bool MakeReflector(int n, Long ld, int first, const double* x, double* v, Reflector* out) {
+// Makes the reflector that turns rows first … n−1 of x into a multiple of their first. False
+// when they are one already.
+bool MakeReflector(int n, Long ld, int first, TwofoldArray x, TwofoldArray v, Reflector* out) {
     double largest = 0.0;
-    for (int i = first + 1; i < n; ++i) largest = __builtin_fmax(largest, __builtin_fabs(x[i]));
+    for (int i = first + 1; i < n; ++i)
+        largest = __builtin_fmax(largest, __builtin_fabs(x.high[i]));
     if (!(largest > 0.0)) return false;
-    largest = __builtin_fmax(largest, __builtin_fabs(x[first]));
-    for (Long i = 0; i < ld; ++i) v[i] = i < first || i >= n ? 0.0 : x[i] / largest;
-    double square = 0.0;
-    for (int i = first; i < n; ++i) square += v[i] * v[i];
-    v[first] += __builtin_copysign(__builtin_sqrt(square), v[first]);
+    largest = __builtin_fmax(largest, __builtin_fabs(x.high[first]));
+    int exponent = 0;
+    __builtin_frexp(largest, &exponent);
+    const double scale = __builtin_ldexp(1.0, exponent < -1000 ? 1000 : -exponent);
+    Twofold<double> square;
+    for (Long i = 0; i < ld; ++i) {
+        Twofold<double> element;
+        if (i >= first && i < n) {
+            element.Add(x.high[i] * scale, 0.0);
+            element.Add(x.low[i] * scale, 0.0);
+        }
+        square.AddProduct(element, element);
+        v.high[i] = element.high;
+        v.low[i] = element.low;
+    }
+    const double guess = __builtin_sqrt(square.high + square.low);
+    square.AddProduct({guess, 0.0}, -guess);
+    const double sign = __builtin_copysign(1.0, v.high[first]);
+    Twofold<double> pivot{v.high[first], v.low[first]};
+    pivot.Add(sign * guess, sign * (square.high + square.low) / (2.0 * guess));
+    v.high[first] = pivot.high;
+    v.low[first] = pivot.low;
 
     out->begin = first - first % kLanes;
     out->v = v;
-    Twofold<double> norm;
-    for (int i = first; i < n; ++i) norm.AddProduct({v[i], 0.0}, v[i]);
-    const double guess = 2.0 / (norm.high + norm.low);
+    const Twofold<double> norm = Dot(out->begin, ld, v, v);
+    const double tau = 2.0 / (norm.high + norm.low);
     Twofold<double> rest{2.0, 0.0};
-    rest.AddProduct(norm, -guess);
-    out->tau = {guess, (rest.high + rest.low) * guess * 0.5};
+    rest.AddProduct(norm, -tau);
+    out->tau = {tau, (rest.high + rest.low) * tau * 0.5};
     return true;
 }
 
@@ -85,7 +102,7 @@ void ReflectColumn(Long ld, const Reflector& r, TwofoldArray x) {
     const Twofold<Lanes> minusZ{Spread(-z.high), Spread(-z.low)};
     for (Long i = r.begin; i < ld; i += kLanes) {
         Twofold<Lanes> element = x.At(i);
-        element.AddProduct(minusZ, Load(r.v + i));
+        element.AddProduct(r.v.At(i), minusZ);
         x.Put(i, element);
     }
 }
@@ -93,9 +110,12 @@ void ReflectColumn(Long ld, const Reflector& r, TwofoldArray x) {
 // A := A·(I − τ·v·vᵀ). y is scratch of ld.
 void ReflectRows(int n, Long ld, const Reflector& r, int first, TwofoldArray a,
                  TwofoldArray y) {
+    const auto v = [&](Long j) {
+        return Twofold<Lanes>{Spread(r.v.high[j]), Spread(r.v.low[j])};
+    };
     for (Long i = 0; i < ld; i += kLanes) y.Put(i, {});
     for (Long j = first; j < n; ++j) {
-        const Lanes vj = Spread(r.v[j]);
+        const Twofold<Lanes> vj = v(j);
         const TwofoldArray column = a.From(j * ld);
         for (Long i = 0; i < ld; i += kLanes) {
             Twofold<Lanes> sum = y.At(i);
@@ -106,7 +126,7 @@ void ReflectRows(int n, Long ld, const Reflector& r, int first, TwofoldArray a,
     const Twofold<Lanes> minusTau{Spread(-r.tau.high), Spread(-r.tau.low)};
     for (Long i = 0; i < ld; i += kLanes) y.Put(i, Product(minusTau, y.At(i)));
     for (Long j = first; j < n; ++j) {
-        const Lanes vj = Spread(r.v[j]);
+        const Twofold<Lanes> vj = v(j);
         const TwofoldArray column = a.From(j * ld);
         for (Long i = 0; i < ld; i += kLanes) {
             Twofold<Lanes> element = column.At(i);
@@ -121,36 +141,40 @@ void ReflectBasis(int n, Long ld, const Reflector& r, int first, double* q) {
     for (Long i = 0; i < ld; i += kLanes) {
         Lanes sum{};
         for (Long j = first; j < n; ++j)
-            sum = MultiplyAdd(Load(q + j * ld + i), Spread(r.v[j]), sum);
+            sum = MultiplyAdd(Load(q + j * ld + i), Spread(r.v.high[j]), sum);
         sum *= r.tau.high;
         for (Long j = first; j < n; ++j)
-            Store(q + j * ld + i, MultiplySubtract(sum, Spread(r.v[j]), Load(q + j * ld + i)));
+            Store(q + j * ld + i,
+                  MultiplySubtract(sum, Spread(r.v.high[j]), Load(q + j * ld + i)));
     }
 }
 
 void Reduce(int n, int leading, double* data, double* b, double* q, double* work) {
     const Long ld = leading;
     const TwofoldArray a{data, data + ld * n};
-    const TwofoldArray y{work, work + ld};
-    double* const v = work + 2 * ld;
-    double* const x = work + 3 * ld;
+    const TwofoldArray y{work, work + ld}, v{work + 2 * ld, work + 3 * ld};
+    double* const zeros = work + 4 * ld;
+    for (Long i = 0; i < ld; ++i) zeros[i] = 0.0;
     for (int k = -1; k + 2 < n; ++k) {
         const int first = k + 1;
-        const double* column = b;
-        if (k >= 0) {
-            const TwofoldArray twofold = a.From(k * ld);
-            for (int i = 0; i < n; ++i) x[i] = twofold.high[i] + twofold.low[i];
-            column = x;
-        }
+        const TwofoldArray x = k < 0 ? TwofoldArray{b, zeros} : a.From(k * ld);
         Reflector r;
-        if (!MakeReflector(n, ld, first, column, v, &r)) continue;
+        if (!MakeReflector(n, ld, first, x, v, &r)) continue;
         for (Long j = k < 0 ? 0 : k; j < n; ++j) ReflectColumn(ld, r, a.From(j * ld));
         ReflectRows(n, ld, r, first, a, y);
         ReflectBasis(n, ld, r, first, q);
     }
     for (Long j = 0; j < n; ++j)
-        for (Long i = 0; i < n; ++i)
-            a.high[j * ld + i] = i > j + 1 ? 0.0 : a.high[j * ld + i] + a.low[j * ld + i];
+        for (Long i = 0; i < n; ++i) {
+            double *const high = a.high + j * ld + i, *const low = a.low + j * ld + i;
+            Twofold<double> element;
+            if (i <= j + 1) {
+                element.Add(*high, 0.0);
+                element.Add(*low, 0.0);
+            }
+            *high = element.high;
+            *low = element.low;
+        }
 }
 
 // ---- Hessenberg solution
@@ -628,12 +652,12 @@ constexpr int kGroups = 2;
 
 const SweepKernels kSweepKernels = {
     Reduce,
-    [](const SweepChunk& chunk) { ReducedSolver<kGroups>(chunk).Solve(); },
-    [](const SweepChunk& chunk) { DenseSolver(chunk).Solve(); },
-    kGroups* kLanes,
-    kLanes,
-    [](int n, int m, int p) { return ReducedSolver<kGroups>::Work(n, m, p); },
-    [](int n, int m) { return DenseSolver::Work(n, m); },
+    {[](const SweepChunk& chunk) { ReducedSolver<kGroups>(chunk).Solve(); }, kGroups* kLanes,
+     [](int n, int m, int p) { return ReducedSolver<kGroups>::Work(n, m, p); }},
+    {[](const SweepChunk& chunk) { RefinedSolver(chunk).Solve(); }, kLanes,
+     [](int n, int, int) { return RefinedSolver::Work(n); }},
+    {[](const SweepChunk& chunk) { DenseSolver(chunk).Solve(); }, kLanes,
+     [](int n, int m, int) { return DenseSolver::Work(n, m); }},
     [](const ModalFunctionsInput& in, double* functions, double* size) {
         FunctionsOfModes<kModalGroups>(in).Compute(functions, size);
     },
