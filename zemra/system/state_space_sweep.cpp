@@ -41,6 +41,8 @@ constexpr double kDoubtful = 10.0;
 constexpr double kLeft = 1e3;
 constexpr double kNothing = 1e-3 * kRounding;
 constexpr double kMultiple = 2.0;
+// With more inputs than the order over this, elimination takes no longer than that.
+constexpr int kWorthRefining = 16;
 // A magnitude so many times the bound of its own error is no mere error; the distances that the
 // bound is made of are estimates.
 constexpr double kStandsOut = 1e4;
@@ -454,7 +456,7 @@ class ReducedAnswers {
     // Answers the frequencies at these places in the list once more and flags those that are
     // certain then. Where none of a chunk is, it is the errors of Q that count.
     void Refine(const std::vector<std::size_t>& places, std::vector<char>& sure) {
-        if (places.empty()) return;
+        if (places.empty() || problem_.m * kWorthRefining > problem_.n) return;
         const Problem changed = Changed(1);
         const auto lanes = static_cast<std::ptrdiff_t>(kernels_.refined.lanes);
         for (auto from = places.begin(); from != places.end();) {
