@@ -434,19 +434,17 @@ class BulgeChase {
                 making.Divide();
                 QuarterOfStrips(k);
                 StepOfZ(k);
-            } else if (N == 2 || isLast) {
-                making = Step<2>(k, rows);
+            } else if (N == 3 && !isLast) {
+                making = Step<3>(k, rows);
             } else {
-                making = Step<N>(k, rows);
+                making = Step<2>(k, rows);
             }
             rows = making.Finished();
         }
         if (k == s_.l) return;
         FinishStrips(k);
-        if (k == s_.en)
-            ColumnsOfZ<2>(k - 1);
-        else
-            ColumnsOfZ<N>(k - 1);
+        if (N == 3 && k < s_.en) return ColumnsOfZ<3>(k - 1);
+        ColumnsOfZ<2>(k - 1);
     }
 
   private:

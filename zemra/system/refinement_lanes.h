@@ -18,9 +18,9 @@ class RefinedSolver {
     static Long Work(Long n) { return N * (n * (n + 1) / 2 + 6 * n); }
 
     explicit RefinedSolver(const SweepChunk& chunk)
-        : s_(chunk),
+        : w_(Load(chunk.w)),
+          s_(chunk),
           ld_(chunk.n + chunk.p),
-          w_(Load(chunk.w)),
           factor_(chunk.work),
           rotations_(factor_ + N * (s_.n * (s_.n + 1LL) / 2)),
           column_(rotations_ + 2 * N * s_.n),
@@ -55,9 +55,9 @@ class RefinedSolver {
         }
     };
 
+    Lanes w_;
     const SweepChunk& s_;
     Long ld_;
-    Lanes w_;
     double* factor_;     // column k holds rows 0 … k
     double* rotations_;  // of columns k − 1 and k
     double* column_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <utility>
@@ -135,8 +136,9 @@ void Scatter(const Problem& problem, const double* h, int lanes, std::size_t l,
              Matrix2D<Complex>& slot) {
     const Matrix2D<double>* const D = problem.D;
     const double* from = h + l;
+    const std::ptrdiff_t next = 2 * std::ptrdiff_t{lanes};
     for (int i = 0; i < problem.rows; ++i)
-        for (int j = 0; j < problem.m; ++j, from += 2 * lanes) {
+        for (int j = 0; j < problem.m; ++j, from += next) {
             const Complex value(from[0], from[lanes]);
             Complex& to = problem.transposed ? slot(j, i) : slot(i, j);
             to = D ? value + (problem.transposed ? (*D)(j, i) : (*D)(i, j)) : value;
