@@ -137,13 +137,15 @@ class RefinedSolver {
                 AddToRest(i, {Spread(-high[i]), Spread(low[i])}, x.re[0], x.im[0]);
             AddToRest(k, {w_, Lanes{}}, x.im[0], -x.re[0]);
         }
-        for (Long i = 0; i < s_.n; ++i) {
-            const Z<1> low = Z<1>::At(Low(i));
-            Z<1> rest = Z<1>::At(Rest(i));
-            rest.re[0] += low.re[0];
-            rest.im[0] += low.im[0];
-            rest.Put(Rest(i));
-        }
+        for (Long i = 0; i < s_.n; ++i) Add(Z<1>::At(Low(i)), Rest(i));
+    }
+    // Adds x to what stands at a place and returns the sum.
+    static Z<1> Add(const Z<1>& x, double* to) {
+        Z<1> sum = Z<1>::At(to);
+        sum.re[0] += x.re[0];
+        sum.im[0] += x.im[0];
+        sum.Put(to);
+        return sum;
     }
     void AddToRest(Long i, const Twofold<Lanes>& factor, Lanes re, Lanes im) const {
         double *const high = Rest(i), *const low = Low(i);
@@ -177,11 +179,7 @@ class RefinedSolver {
         RotateBack();
         Lanes added{}, whole{};
         for (Long i = 0; i < s_.n; ++i) {
-            const Z<1> rest = Z<1>::At(Rest(i));
-            Z<1> x = Z<1>::At(X(i));
-            x.re[0] += rest.re[0];
-            x.im[0] += rest.im[0];
-            x.Put(X(i));
+            const Z<1> rest = Z<1>::At(Rest(i)), x = Add(rest, X(i));
             added += rest.re[0] * rest.re[0] + rest.im[0] * rest.im[0];
             whole += x.re[0] * x.re[0] + x.im[0] * x.im[0];
         }
